@@ -1,0 +1,30 @@
+/*
+ * key_management.h - decryption of stored secrets and true random numbers.
+ * Threads: callable from any thread.
+ */
+#ifndef QUOR_PLATFORM_KEY_MANAGEMENT_H
+#define QUOR_PLATFORM_KEY_MANAGEMENT_H
+
+#include "quor_platform/base.h"
+
+QUOR_PLATFORM_BEGIN
+
+/* Bytes that every plaintext buffer handed to QuorOmKeymDecrypt has at least. */
+#define QUOR_OM_KEYM_PLAIN_CAPACITY 624U
+
+/*
+ * Opens a text that was sealed for the key domain named. cipherText holds cipherLen characters and need not
+ * be terminated. plainText is the caller's, QUOR_OM_KEYM_PLAIN_CAPACITY bytes; it receives at most one less
+ * and a terminator; *plainLen receives the length without it. The caller wipes plainText. Result: 0 success.
+ * Non-zero: a null argument, no key for the domain, a text of another domain, damaged or too long; then
+ * plainText[0] is 0, *plainLen is 0 and nothing of the secret stays in platform memory.
+ */
+unsigned int QuorOmKeymDecrypt(const char* domain, const char* cipherText, unsigned int cipherLen,
+                               char* plainText, unsigned int* plainLen);
+
+/* Fills out with len random bytes fit for keys: all of them (0) or an unusable buffer (non-zero). */
+int QuorOmKeymGenRealRandom(unsigned char* out, unsigned int len);
+
+QUOR_PLATFORM_END
+
+#endif
