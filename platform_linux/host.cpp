@@ -1,0 +1,25 @@
+// host.cpp - the end of the platform.
+
+#include "quor_platform_linux/host.h"
+
+#include "platform_linux/services.h"
+#include "platform_linux/thread_annotations.h"
+#include "platform_linux/websocket/links.h"
+
+namespace quor_platform {
+namespace {
+
+constinit internal::Mutex shutdownMutex;  // one shutdown at a time
+
+}  // namespace
+
+// Links first: their events may use timers and messages; everything logs.
+void Shutdown() {
+    const internal::MutexLock lock(shutdownMutex);
+    ShutdownLinks();
+    internal::ShutdownTimers();
+    internal::ShutdownMessages();
+    internal::ShutdownLogs();
+}
+
+}  // namespace quor_platform

@@ -1,0 +1,223 @@
+// host.h - what a program tells the Linux platform, and what it can ask it.
+//
+// The interfaces of quor_platform/ take nothing from their surroundings by themselves: no environment
+// variable, no configuration file. A program that runs the library on Linux sets everything here, before it
+// uses the library or, where a function says so, at any time. Everything has a default, given beside it.
+//
+// Threads: every function is callable from any thread. Settings are copied. None of the functions calls back
+// into the program while it holds a lock.
+#ifndef QUOR_PLATFORM_LINUX_HOST_H
+#define QUOR_PLATFORM_LINUX_HOST_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#pragma GCC visibility push(default)
+
+namespace quor_platform {
+
+// ---- Links ----
+
+// Receives the events of all links on the platform's one callback thread. The signature is that of
+// QuorAiEngine::AiKelBasic::KelBasicDisposeMsg, so that a program can hand that function in as it is.
+// It may call every function of quor_platform/websocket.h. It must not throw.
+using LinkEventSink =
+    std::function<void(unsigned int event, unsigned int linkId, unsigned int linkType, void* data)>;
+
+// Default: none; events are dropped. Takes effect for the next event; returns after a running event on
+// another thread has ended, so that what the old sink used may be released then. An empty sink removes it.
+void SetLinkEventSink(LinkEventSink sink);
+
+struct LinkSettings {
+    std::chrono::milliseconds connectTimeout{10000};    // name resolution and TCP, each
+    std::chrono::milliseconds handshakeTimeout{10000};  // TLS, WebSocket upgrade and STOMP CONNECT together
+    std::chrono::milliseconds closeTimeout{2000};  // DISCONNECT, its receipt and the WebSocket close together
+    // Heart-beats offered in CONNECT, 0 for none. A link whose server is silent for twice the agreed interval
+    // is dead.
+    std::chrono::milliseconds heartBeatSend{10000};
+    std::chrono::milliseconds heartBeatReceive{10000};
+    // A WebSocket ping goes out on a link that was silent for this long; no answer within as long again:
+    // dead.
+    std::chrono::milliseconds pingInterval{15000};
+    std::size_t maxFrameBytes = 8U << 20U;      // a longer STOMP frame ends the link
+    std::size_t maxSendQueueBytes = 4U << 20U;  // frames waiting to be written; beyond it sends are refused
+    std::size_t maxReceiveQueueBytes = 16U << 20U;  // frames waiting for the sink; beyond it reading pauses
+    // A MESSAGE without content-type is handed up with "content-type:application/json".
+    bool addMissingContentType = true;
+};
+
+// Applies to links started from now on.
+void SetLinkSettings(const LinkSettings& settings);
+LinkSettings GetLinkSettings();
+
+struct LinkStatistics {
+    std::uint64_t framesSent = 0;
+    std::uint64_t messagesReceived = 0;  // MESSAGE frames handed to the sink
+    std::uint64_t bytesSent = 0;
+    std::uint64_t bytesReceived = 0;
+    std::uint64_t heartBeatsReceived = 0;
+    std::uint32_t subscriptions = 0;  // destinations subscribed now
+};
+
+// All zero for an unknown link.
+LinkStatistics GetLinkStatistics(unsigned int linkId);
+
+// ---- TLS ----
+
+struct TlsSettings {
+    // Trusted certificates: a PEM file, or a directory as c_rehash makes it. Exactly what is set is trusted
+    // and nothing besides. A file or directory that is missing, empty or unreadable refuses every connection.
+    std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+    std::string caDirectory;  // used instead of caFile when not empty
+    // Laboratory only: accepts any certificate. Off by default; every link that uses it logs an error record.
+    bool insecureSkipVerification = false;
+};
+
+// Applies to connections made from now on; files are read at each connection, so a replaced file takes
+// effect.
+void SetTlsSettings(const TlsSettings& settings);
+TlsSettings GetTlsSettings();
+
+// ---- Reasons of failures ----
+
+enum class Stage {
+    kNone,      // nothing failed
+    kSettings,  // a setting or an argument is unusable
+    kResolve,   // name resolution
+    kConnect,   // TCP
+    kTls,       // TLS handshake, including certificate and name verification
+    kUpgrade,   // HTTP upgrade to WebSocket
+    kStomp,     // STOMP CONNECT, an ERROR frame, a malformed frame
+    kTransfer,  // an established link broke or was closed by the server
+    kLiveness,  // an established link went silent
+    kQueue,     // the send queue is full
+    kKey,       // key file or sealed text
+    kToken,     // token source
+};
+
+// The word for a stage, for messages: "tls", "upgrade", ...
+const char* StageName(Stage stage);
+
+struct Failure {
+    Stage stage = Stage::kNone;
+    int systemError = 0;         // errno, or 0
+    unsigned long tlsError = 0;  // OpenSSL error code, or 0
+    long certificateError = 0;   // X509_V_ERR_..., or 0
+    int httpStatus = 0;          // status of a refused upgrade, or 0
+    int closeCode = 0;           // WebSocket close code (RFC 6455 section 7.4), or 0
+    std::string text;            // one line for people; never holds a secret
+};
+
+// Why the last StartUp on the calling thread failed, or the last other call of the platform that failed on
+// it.
+Failure LastFailure();
+
+// Why a link ended or refused; Stage::kNone for a live or unknown link.
+Failure LinkFailure(unsigned int linkId);
+
+// ---- Login ----
+
+// Called for every fetch of the conference token. Returns 0 and the token, or an error code. Must not throw.
+using TokenSource = std::function<int(std::string& token)>;
+
+// Default: none; then every fetch fails. Tells the callbacks of QuorLoginInitialize: event 1 for a source, 0
+// for none; data is null.
+void SetTokenSource(TokenSource source);
+
+// ---- Keys ----
+
+// The file that holds the master key: 32 random bytes, readable by its owner only. Default: none; then
+// nothing opens. The file is read at each use.
+void SetKeyFile(const std::string& path);
+
+// Makes a new key file with mode 0600. False: it exists already or cannot be written; see LastFailure.
+bool CreateKeyFile(const std::string& path);
+
+// The longest secret that SealSecret takes, in bytes. Its sealed text has 623 characters, which is what a
+// field of 624 holds, such as the login record's password.
+constexpr std::size_t kMaxSecretBytes = 437;
+
+// Seals a secret for a key domain ("QuorUIConf", "QuorUILogin"): the text that QuorOmKeymDecrypt opens for
+// the same domain. AES-256-GCM; the domain's name is authenticated. A secret is a text: 1 to kMaxSecretBytes
+// bytes without a NUL. Empty: failed; see LastFailure.
+std::string SealSecret(const std::string& domain, const std::string& plainText);
+
+// ---- Messages between modules ----
+
+// Receives the OS messages (OS_MSG_SIZE bytes, valid during the call) that OsMsgAsynSend sends to one module
+// name. Runs on the platform's message thread. It must not throw.
+using MessageReceiver = std::function<void(const unsigned char* message)>;
+
+// One receiver per name of 1 to 15 bytes; up to 1024 messages wait, further ones are refused to their
+// senders. An empty receiver removes the one of that name, drops what waits for it and waits for a running
+// call on another thread to end.
+void SetMessageReceiver(const std::string& moduleName, MessageReceiver receiver);
+
+// ---- Logs and traces ----
+
+struct LogSettings {
+    std::string file;                       // rotating log file; empty: none
+    std::size_t maxFileBytes = 10U << 20U;  // the file is rotated at this size
+    std::size_t maxFiles = 5;
+    bool console = false;                     // records also go to standard error
+    unsigned int level = 3;                   // 0 off, 1 errors, 2 and warnings, 3 and information
+    unsigned int stormRecordsPerSecond = 10;  // the others are counted; 0 writes none of them
+};
+
+// Default: no file, no console. Replaces the targets at once. False: the file cannot be opened; the old
+// targets stay.
+bool SetLogSettings(const LogSettings& settings);
+
+// Change while running.
+void SetLogLevel(unsigned int level);
+void SetTraceLevel(unsigned char level);  // default 0
+
+struct LogRecord {
+    unsigned int level = 0;
+    const char* log = "";     // "module", "general" or "storm"
+    const char* module = "";  // not terminated beyond moduleLength
+    std::size_t moduleLength = 0;
+    unsigned int line = 0;
+    const char* text = "";  // NUL-terminated, valid during the call
+};
+using LogListener = std::function<void(const LogRecord& record)>;
+using TraceListener = std::function<void(const char* text)>;
+
+// Receive every record that passes the level, and every trace, besides the targets. They run on the thread
+// that logs, one at a time; they must not log and must not throw. An empty one removes it. Default: none;
+// traces go to standard error then.
+void SetLogListener(LogListener listener);
+void SetTraceListener(TraceListener listener);
+
+// Writes out what the log file still buffers.
+void FlushLogs();
+
+// ---- Accounted heap ----
+
+struct HeapEntry {
+    std::string module;
+    unsigned int line = 0;
+    std::size_t liveBlocks = 0;
+    std::size_t liveBytes = 0;
+};
+
+// Live blocks by place of allocation, largest first.
+std::vector<HeapEntry> HeapReport();
+std::size_t HeapLiveBytes();
+
+// ---- End ----
+
+// Ends all links, timers and message deliveries, waits for running callbacks and joins the platform's
+// threads. For the end of a program and for tests; not from a callback. The platform works again afterwards,
+// on new threads.
+void Shutdown();
+
+}  // namespace quor_platform
+
+#pragma GCC visibility pop
+
+#endif
