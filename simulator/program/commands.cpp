@@ -1,0 +1,228 @@
+#include "commands.h"
+
+#include <charconv>
+#include <optional>
+#include <sstream>
+#include <vector>
+
+#include "names.h"
+#include "report.h"
+
+namespace quor_simulator::program {
+namespace {
+
+using Words = std::vector<std::string>;
+
+CommandAnswer Good(std::string text) {
+    CommandAnswer answer;
+    answer.text = std::move(text);
+    return answer;
+}
+
+CommandAnswer Bad(std::string text) {
+    CommandAnswer answer;
+    answer.ok = false;
+    answer.text = std::move(text);
+    return answer;
+}
+
+std::optional<std::size_t> Number(const std::string& text, std::size_t most) {
+    std::size_t value = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || parsed.ec != std::errc() || parsed.ptr != text.data() + text.size() || value > most) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::string Counted(std::size_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+CommandAnswer DropCommand(Simulator& simulator, const Words& words) {
+    const auto how = FindNamed(kDropNames, words.size() > 1 ? words[1] : "closeFrame");
+    const auto code = Number(words.size() > 2 ? words[2] : "1001", 4999);
+    if (!how || !code) {
+        return Bad("usage: drop [" + ListNames(kDropNames) + "] [code]");
+    }
+    return Good(Counted(simulator.DropLinks(*how, static_cast<std::uint16_t>(*code)), "link") + " dropped");
+}
+
+CommandAnswer FreezeCommand(Simulator& simulator, const Words&) {
+    return Good(Counted(simulator.FreezeLinks(true), "link") + " frozen");
+}
+
+CommandAnswer ThawCommand(Simulator& simulator, const Words&) {
+    return Good(Counted(simulator.FreezeLinks(false), "link") + " thawed");
+}
+
+CommandAnswer MalformedCommand(Simulator& simulator, const Words& words) {
+    const auto form = FindNamed(kMalformedNames, words.size() > 1 ? words[1] : "noColon");
+    if (!form) {
+        return Bad("usage: malformed [" + ListNames(kMalformedNames) + "]");
+    }
+    return Good("sent to " + Counted(simulator.PublishMalformed(*form), "link"));
+}
+
+CommandAnswer PublishCommand(Simulator& simulator, const Words& words) {
+    if (words.size() < 3) {
+        return Bad("usage: publish DESTINATION BODY");
+    }
+    std::string body = words[2];
+    for (std::size_t i = 3; i < words.size(); ++i) {
+        body += " " + words[i];
+    }
+    return Good("sent to " + Counted(simulator.Publish(words[1], body), "subscription"));
+}
+
+CommandAnswer RefuseCommand(Simulator& simulator, const Words& words) {
+    const auto status = Number(words.size() > 1 ? words[1] : "503", 599);
+    const auto times = Number(words.size() > 2 ? words[2] : "1", SIZE_MAX);
+    if (!status || !times || *status < 400) {
+        return Bad("usage: refuse [HTTP-STATUS 400..599] [TIMES]");
+    }
+    simulator.RefuseUpgrades(static_cast<unsigned int>(*status), *times);
+    return Good("upgrades are answered " + std::to_string(*status));
+}
+
+CommandAnswer RefuseConnectCommand(Simulator& simulator, const Words& words) {
+    simulator.RefuseConnect(words.size() > 1 ? words[1] : "refused", 1);
+    return Good("the next CONNECT is refused");
+}
+
+CommandAnswer CertificateCommand(Simulator& simulator, const Words& words) {
+    const auto kind = FindNamed(kCertificateNames, words.size() > 1 ? words[1] : "");
+    if (!kind) {
+        return Bad("usage: certificate " + ListNames(kCertificateNames));
+    }
+    simulator.UseCertificate(*kind);
+    return Good("new links are shown the certificate \"" + words[1] + "\"");
+}
+
+CommandAnswer TokensCommand(Simulator& simulator, const Words& words) {
+    const bool revoke = words[0] == "revoke";
+    simulator.SetTokens({words.begin() + 1, words.end()}, revoke);
+    return Good(words.size() == 1 ? std::string("any token is accepted")
+                                  : Counted(words.size() - 1, "token") + " accepted");
+}
+
+CommandAnswer SlowCommand(Simulator& simulator, const Words& words) {
+    const auto rate = Number(words.size() > 1 ? words[1] : "0", SIZE_MAX / 2);
+    if (!rate) {
+        return Bad("usage: slow [BYTES-PER-SECOND], 0 for no limit");
+    }
+    simulator.SlowSending(*rate);
+    return Good(*rate == 0 ? "no limit" : Counted(*rate, "byte") + " a second");
+}
+
+CommandAnswer MuteCommand(Simulator& simulator, const Words& words) {
+    simulator.MuteHeartBeats(words[0] == "mute");
+    return Good(words[0] == "mute" ? "no heart-beats are sent" : "heart-beats are sent");
+}
+
+CommandAnswer PlayCommand(Simulator& simulator, const Words& words) {
+    if (words.size() > 1) {
+        simulator.LoadScenarioFile(words[1]);
+    }
+    simulator.PlayScenario();
+    return Good("playing");
+}
+
+CommandAnswer StopCommand(Simulator& simulator, const Words&) {
+    simulator.StopScenario();
+    return Good("stopped");
+}
+
+CommandAnswer StatsCommand(Simulator& simulator, const Words& words) {
+    const bool json = words.size() > 1 && words[1] == "json";
+    return Good(json ? StatisticsJson(simulator) : StatisticsText(simulator));
+}
+
+CommandAnswer SubscriptionsCommand(Simulator& simulator, const Words&) {
+    const std::vector<Subscription> subscriptions = simulator.Subscriptions();
+    std::string text = Counted(subscriptions.size(), "subscription");
+    for (const Subscription& subscription : subscriptions) {
+        text += "; link " + std::to_string(subscription.link) + " " + subscription.destination;
+    }
+    return Good(text);
+}
+
+CommandAnswer HelpCommand(Simulator&, const Words&);
+
+CommandAnswer QuitCommand(Simulator&, const Words&) {
+    CommandAnswer answer = Good("closing");
+    answer.quit = true;
+    return answer;
+}
+
+struct Command {
+    const char* name;
+    CommandAnswer (*run)(Simulator&, const Words&);
+    const char* help;
+};
+
+constexpr Command kCommands[] = {
+    {"drop", DropCommand, "drop [closeFrame|noCloseFrame|reset] [code]  end all links"},
+    {"freeze", FreezeCommand, "freeze  keep the TCP connections and read and write nothing"},
+    {"thaw", ThawCommand, "thaw  let frozen links go on"},
+    {"malformed", MalformedCommand, "malformed [form]  send every link a frame that is none"},
+    {"publish", PublishCommand, "publish DESTINATION BODY  send a message to its subscribers"},
+    {"refuse", RefuseCommand, "refuse [STATUS] [TIMES]  answer upgrades with an HTTP status"},
+    {"refuse-connect", RefuseConnectCommand, "refuse-connect [TEXT]  answer the next CONNECT with ERROR"},
+    {"certificate", CertificateCommand,
+     "certificate KIND  good, wrongHost, expired, notYetValid, selfSigned"},
+    {"tokens", TokensCommand, "tokens [TOKEN...]  accept only these from now on; none: any"},
+    {"revoke", TokensCommand, "revoke [TOKEN...]  as tokens, and end links that used others"},
+    {"slow", SlowCommand, "slow [BYTES]  send at most so many bytes a second on each link"},
+    {"mute", MuteCommand, "mute  send no heart-beats"},
+    {"unmute", MuteCommand, "unmute  send heart-beats again"},
+    {"play", PlayCommand, "play [FILE]  play the scenario"},
+    {"stop", StopCommand, "stop  stop the scenario"},
+    {"stats", StatsCommand, "stats [json]  counters"},
+    {"subscriptions", SubscriptionsCommand, "subscriptions  who is subscribed to what"},
+    {"help", HelpCommand, "help  the commands"},
+    {"quit", QuitCommand, "quit  close all links and end"},
+};
+
+CommandAnswer HelpCommand(Simulator&, const Words&) {
+    std::string text;
+    for (const Command& command : kCommands) {
+        text.append(text.empty() ? "" : ", ").append(command.name);
+    }
+    return Good(text);
+}
+
+}  // namespace
+
+CommandAnswer RunCommand(Simulator& simulator, std::string_view line) {
+    std::istringstream stream{std::string(line)};
+    Words words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    if (words.empty()) {
+        return {};
+    }
+    CommandAnswer answer = Bad("unknown command; try help");
+    for (const Command& command : kCommands) {
+        if (words[0] == command.name) {
+            try {
+                answer = command.run(simulator, words);
+            } catch (const Error& error) {
+                answer = Bad(error.what());
+            }
+        }
+    }
+    answer.command = words[0];
+    return answer;
+}
+
+std::string CommandHelp() {
+    std::string text;
+    for (const Command& command : kCommands) {
+        text.append("  ").append(command.help).append("\n");
+    }
+    return text;
+}
+
+}  // namespace quor_simulator::program

@@ -1,0 +1,49 @@
+/*
+ * network.h - the TLS port: accepts, answers HTTP, upgrades to WebSocket and moves bytes between links and
+ * the hub. All of asio and Beast stays in network.cpp.
+ *
+ * Threads: one thread of its own, from construction to destruction. The functions of LinkControl may be
+ * called from any thread, also under the hub's mutex.
+ */
+#ifndef QUOR_SIMULATOR_NETWORK_H
+#define QUOR_SIMULATOR_NETWORK_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "certificates.h"
+#include "hub.h"
+
+namespace quor_simulator {
+
+struct NetworkSettings {
+    std::string address;
+    std::uint16_t port = 0;
+    Milliseconds handshakeTimeout{10000};
+    std::size_t maxLinks = 256;
+};
+
+class Network : public LinkControl {
+public:
+    /* Listens on return. Throws Error. */
+    Network(Hub& hub, const NetworkSettings& settings, const Identities& identities);
+    ~Network() override; /* closes everything at once */
+    Network(const Network&) = delete;
+    Network& operator=(const Network&) = delete;
+
+    std::uint16_t port() const;
+
+    void Wake(LinkId link) override;
+    void Reset(LinkId link) override;
+    void Freeze(LinkId link, bool freeze) override;
+    void SetRate(LinkId link, std::size_t bytesPerSecond) override;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace quor_simulator
+
+#endif

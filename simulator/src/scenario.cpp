@@ -1,0 +1,422 @@
+#include "scenario.h"
+
+#include <algorithm>
+#include <ctime>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <utility>
+
+#include "destinations.h"
+#include "json_node.h"
+#include "message_bodies.h"
+#include "names.h"
+
+namespace quor_simulator {
+namespace {
+
+constexpr std::int64_t kMaxTimeMs = 24LL * 3600 * 1000;
+/* How long the player waits for room in a link's queue before it gives that link's copy up. */
+constexpr Milliseconds kPublishPatience{2000};
+
+template <class Value, std::size_t N>
+Value Choose(const JsonNode& node, const Named<Value> (&choices)[N]) {
+    const std::optional<Value> found = FindNamed(choices, node.Text());
+    if (!found) {
+        node.Fail("\"" + node.Text() + "\" is none of: " + ListNames(choices));
+    }
+    return *found;
+}
+
+std::string LocalTime() {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    localtime_r(&now, &parts);
+    char text[32];
+    const std::size_t length = std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &parts);
+    return {text, length};
+}
+
+double Seconds(Milliseconds time) {
+    return static_cast<double>(time.count()) / 1000.0;
+}
+
+/* The texts of an optional array. */
+std::vector<std::string> TextsOf(const JsonNode& step, std::string_view member) {
+    std::vector<std::string> texts;
+    if (step.Has(member)) {
+        for (const JsonNode& item : step.Member(member).Items()) {
+            texts.push_back(item.Text());
+        }
+    }
+    return texts;
+}
+
+class Reader {
+public:
+    Scenario Read(const JsonNode& root);
+
+private:
+    struct Kind {
+        const char* name;
+        void (Reader::*read)(const JsonNode& step);
+    };
+    static const Kind kKinds[];
+
+    void ReadPeople(const JsonNode& list);
+    void ReadStep(const JsonNode& step);
+    const Person& PersonOf(const JsonNode& node) const;
+    std::vector<Person> PeopleOf(const JsonNode& list) const;
+    bool Knows(const std::string& language) const;
+    std::string LanguageOf(const JsonNode& node) const;
+    void CheckTranslation(const std::string& language, const JsonNode& text, const std::string& spoken) const;
+    PublishOptions FrameOf(const JsonNode& step) const;
+    void Say(Milliseconds at, std::string destination, std::string body, PublishOptions options = {});
+    void Do(std::function<void(Hub&)> fault, bool isDrop = false);
+
+    void CheckIn(const JsonNode& step);
+    void Utterance(const JsonNode& step);
+    void Control(const JsonNode& step);
+    void Sites(const JsonNode& step);
+    void Overlay(const JsonNode& step);
+    void Message(const JsonNode& step);
+    void DropStep(const JsonNode& step);
+    void Freeze(const JsonNode& step);
+    void Thaw(const JsonNode& step);
+    void Malformed(const JsonNode& step);
+    void UseCertificate(const JsonNode& step);
+    void Refuse(const JsonNode& step);
+    void Tokens(const JsonNode& step);
+    void Slow(const JsonNode& step);
+    void MuteHeartBeats(const JsonNode& step);
+
+    Scenario m_scenario;
+    std::map<std::string, Person> m_people; /* by uuid */
+    std::vector<std::string> m_languages;
+    Milliseconds m_at{0}; /* of the step being read */
+    std::size_t m_step = 0;
+};
+
+const Reader::Kind Reader::kKinds[] = {
+    {"checkIn", &Reader::CheckIn},
+    {"utterance", &Reader::Utterance},
+    {"control", &Reader::Control},
+    {"sites", &Reader::Sites},
+    {"overlay", &Reader::Overlay},
+    {"message", &Reader::Message},
+    {"drop", &Reader::DropStep},
+    {"freeze", &Reader::Freeze},
+    {"thaw", &Reader::Thaw},
+    {"malformed", &Reader::Malformed},
+    {"certificate", &Reader::UseCertificate},
+    {"refuse", &Reader::Refuse},
+    {"tokens", &Reader::Tokens},
+    {"slow", &Reader::Slow},
+    {"muteHeartBeats", &Reader::MuteHeartBeats},
+};
+
+Scenario Reader::Read(const JsonNode& root) {
+    root.AllowOnly({"about", "conference", "people", "languages", "repeat", "periodMs", "steps"});
+    m_scenario.conference = root.Member("conference").Text();
+    for (const JsonNode& language : root.Member("languages").Items()) {
+        m_languages.push_back(language.Text());
+    }
+    ReadPeople(root.Member("people"));
+    for (const JsonNode& step : root.Member("steps").Items()) {
+        ReadStep(step);
+        ++m_step;
+    }
+    if (m_step == 0) {
+        root.Member("steps").Fail("must hold a step");
+    }
+    m_scenario.steps = m_step;
+    std::stable_sort(m_scenario.actions.begin(), m_scenario.actions.end(),
+                     [](const ScenarioAction& a, const ScenarioAction& b) { return a.at < b.at; });
+    const std::int64_t last = m_scenario.actions.back().at.count();
+    m_scenario.repeat = static_cast<std::uint64_t>(root.IntegerOr("repeat", 0, 1000000, 1));
+    m_scenario.period = Milliseconds(
+        root.IntegerOr("periodMs", std::max<std::int64_t>(last, 1), 2 * kMaxTimeMs, last + 1000));
+    return std::move(m_scenario);
+}
+
+void Reader::ReadPeople(const JsonNode& list) {
+    for (const JsonNode& item : list.Items()) {
+        item.AllowOnly({"uuid", "name", "account"});
+        Person person{item.Member("uuid").Text(), item.Member("name").Text(), item.Member("account").Text()};
+        if (!m_people.emplace(person.uuid, person).second) {
+            item.Member("uuid").Fail("\"" + person.uuid + "\" occurs twice");
+        }
+    }
+}
+
+void Reader::ReadStep(const JsonNode& step) {
+    m_at = Milliseconds(step.Member("at").Integer(0, kMaxTimeMs));
+    const JsonNode kindNode = step.Member("kind");
+    const std::string name = kindNode.Text();
+    std::string known;
+    for (const Kind& kind : kKinds) {
+        if (name == kind.name) {
+            (this->*kind.read)(step);
+            return;
+        }
+        known.append(known.empty() ? "" : ", ").append(kind.name);
+    }
+    kindNode.Fail("\"" + name + "\" is none of: " + known);
+}
+
+const Person& Reader::PersonOf(const JsonNode& node) const {
+    const auto found = m_people.find(node.Text());
+    if (found == m_people.end()) {
+        node.Fail("no such person: \"" + node.Text() + "\"");
+    }
+    return found->second;
+}
+
+std::vector<Person> Reader::PeopleOf(const JsonNode& list) const {
+    std::vector<Person> people;
+    for (const JsonNode& item : list.Items()) {
+        people.push_back(PersonOf(item));
+    }
+    return people;
+}
+
+bool Reader::Knows(const std::string& language) const {
+    return std::find(m_languages.begin(), m_languages.end(), language) != m_languages.end();
+}
+
+std::string Reader::LanguageOf(const JsonNode& node) const {
+    std::string language = node.Text();
+    if (!Knows(language)) {
+        node.Fail("\"" + language + "\" is not among the languages");
+    }
+    return language;
+}
+
+void Reader::CheckTranslation(const std::string& language, const JsonNode& text,
+                              const std::string& spoken) const {
+    if (!Knows(language)) {
+        text.Fail("\"" + language + "\" is not among the languages");
+    }
+    if (language == spoken) {
+        text.Fail("is the language that is spoken");
+    }
+}
+
+PublishOptions Reader::FrameOf(const JsonNode& step) const {
+    PublishOptions options;
+    options.timeout = kPublishPatience;
+    if (!step.Has("frame")) {
+        return options;
+    }
+    constexpr std::int64_t kMostPieces = 100000;
+    const JsonNode frame = step.Member("frame");
+    frame.AllowOnly({"crlf", "binary", "contentType", "contentLength", "messages", "fragments", "copies"});
+    options.crlf = frame.FlagOr("crlf", false);
+    options.binary = frame.FlagOr("binary", false);
+    if (!frame.FlagOr("contentType", true)) {
+        options.contentType = std::nullopt;
+    }
+    if (frame.Has("contentLength")) {
+        options.contentLength = Choose(frame.Member("contentLength"), kContentLengthNames);
+    }
+    options.messages = static_cast<std::size_t>(frame.IntegerOr("messages", 1, kMostPieces, 1));
+    options.fragments = static_cast<std::size_t>(frame.IntegerOr("fragments", 1, kMostPieces, 1));
+    options.copies = static_cast<std::size_t>(frame.IntegerOr("copies", 1, 100, 1));
+    return options;
+}
+
+void Reader::Say(Milliseconds at, std::string destination, std::string body, PublishOptions options) {
+    ScenarioAction action;
+    action.at = at;
+    action.step = m_step;
+    options.timeout = kPublishPatience;
+    action.message = ScenarioMessage{std::move(destination), std::move(body), std::move(options)};
+    m_scenario.actions.push_back(std::move(action));
+}
+
+void Reader::Do(std::function<void(Hub&)> fault, bool isDrop) {
+    ScenarioAction action;
+    action.at = m_at;
+    action.step = m_step;
+    action.fault = std::move(fault);
+    action.isDrop = isDrop;
+    m_scenario.actions.push_back(std::move(action));
+}
+
+void Reader::CheckIn(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "people", "time", "type", "frame"});
+    const std::vector<Person> people = PeopleOf(step.Member("people"));
+    const std::string time = step.TextOr("time", LocalTime());
+    const std::string type = step.TextOr("type", "normal");
+    if (people.empty()) {
+        step.Member("people").Fail("must name somebody");
+    }
+    for (std::size_t from = 0; from < people.size(); from += kMaxCheckInsPerMessage) {
+        const std::size_t to = std::min(people.size(), from + kMaxCheckInsPerMessage);
+        using Offset = std::vector<Person>::difference_type;
+        const std::vector<Person> some(people.begin() + static_cast<Offset>(from),
+                                       people.begin() + static_cast<Offset>(to));
+        Say(m_at, CheckInTopic(m_scenario.conference), CheckInBody(some, time, type), FrameOf(step));
+    }
+}
+
+void Reader::Utterance(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "speaker", "srcLang", "interim", "intervalMs", "text", "translations",
+                    "omit", "frame"});
+    Caption caption;
+    caption.speaker = PersonOf(step.Member("speaker"));
+    caption.srcLang = LanguageOf(step.Member("srcLang"));
+    caption.startTimeS = Seconds(m_at);
+    const Milliseconds interval(step.IntegerOr("intervalMs", 0, kMaxTimeMs, 300));
+    const std::vector<std::string> omit = TextsOf(step, "omit");
+    const std::string topic = CaptionTopic(m_scenario.conference, caption.srcLang);
+    Milliseconds at = m_at;
+    caption.isFinal = false;
+    for (const std::string& text : TextsOf(step, "interim")) {
+        caption.text = text;
+        caption.endTimeS = Seconds(at);
+        Say(at, topic, CaptionBody(caption, omit), FrameOf(step));
+        at += interval;
+    }
+    caption.isFinal = true;
+    caption.text = step.Member("text").Text();
+    caption.endTimeS = Seconds(at);
+    Say(at, topic, CaptionBody(caption, omit), FrameOf(step));
+    if (step.Has("translations")) {
+        for (const auto& [language, text] : step.Member("translations").Members()) {
+            CheckTranslation(language, text, caption.srcLang);
+            caption.dstLang = language;
+            caption.transText = text.Text();
+            Say(at, CaptionTopic(m_scenario.conference, language), CaptionBody(caption, omit), FrameOf(step));
+        }
+    }
+}
+
+void Reader::Control(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "subtitleStatus", "srcLang", "dstLang", "enforce", "frame"});
+    ControlState state;
+    state.subtitleStatus = static_cast<int>(step.Member("subtitleStatus").Integer(INT32_MIN, INT32_MAX));
+    state.srcLang = step.TextOr("srcLang", "");
+    state.dstLang = step.TextOr("dstLang", "");
+    if (step.Has("enforce")) {
+        state.enforce = static_cast<int>(step.Member("enforce").Integer(INT32_MIN, INT32_MAX));
+    }
+    Say(m_at, ConferenceTopic(m_scenario.conference), ControlBody(state), FrameOf(step));
+}
+
+void Reader::Sites(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "type", "people", "generate", "frame"});
+    std::vector<Site> sites;
+    if (step.Has("people")) {
+        for (const Person& person : PeopleOf(step.Member("people"))) {
+            sites.push_back({person.uuid, person.name});
+        }
+    }
+    const std::int64_t generated = step.IntegerOr("generate", 0, kMaxSites, 0);
+    for (std::int64_t i = 1; i <= generated; ++i) {
+        sites.push_back({"site-" + std::to_string(i), "Site " + std::to_string(i)});
+    }
+    if (sites.empty() || sites.size() > kMaxSites) {
+        step.Fail("must name or generate 1 to " + std::to_string(kMaxSites) + " sites");
+    }
+    const int type = static_cast<int>(step.IntegerOr("type", 0, INT32_MAX, 0));
+    Say(m_at, SitesTopic(m_scenario.conference), SitesBody(type, sites), FrameOf(step));
+}
+
+void Reader::Overlay(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "terminal", "uri", "pause", "frame"});
+    const std::string body = OverlayBody(step.Member("uri").Text(), step.Member("pause").Flag());
+    Say(m_at, OverlayTopic(step.Member("terminal").Text()), body, FrameOf(step));
+}
+
+void Reader::Message(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "destination", "body", "frame"});
+    const Json& body = step.Member("body").value();
+    Say(m_at, step.Member("destination").Text(), body.is_string() ? body.get<std::string>() : body.dump(),
+        FrameOf(step));
+}
+
+void Reader::DropStep(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "how", "code", "reason"});
+    const Drop how = step.Has("how") ? Choose(step.Member("how"), kDropNames) : Drop::kCloseFrame;
+    const auto code = static_cast<std::uint16_t>(step.IntegerOr("code", 1000, 4999, 1001));
+    Do([how, code, reason = step.TextOr("reason", "going away")](
+           Hub& hub) { hub.DropLinks(how, code, reason, std::nullopt); },
+       true);
+}
+
+void Reader::Freeze(const JsonNode& step) {
+    step.AllowOnly({"at", "kind"});
+    Do([](Hub& hub) { hub.FreezeLinks(true); });
+}
+
+void Reader::Thaw(const JsonNode& step) {
+    step.AllowOnly({"at", "kind"});
+    Do([](Hub& hub) { hub.FreezeLinks(false); });
+}
+
+void Reader::Malformed(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "form"});
+    Do([form = Choose(step.Member("form"), kMalformedNames)](Hub& hub) { hub.PublishMalformed(form); });
+}
+
+void Reader::UseCertificate(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "use"});
+    Do([kind = Choose(step.Member("use"), kCertificateNames)](Hub& hub) { hub.UseCertificate(kind); });
+}
+
+void Reader::Refuse(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "status", "connect", "times"});
+    const auto times = static_cast<std::size_t>(step.IntegerOr("times", 0, 1000000, 1));
+    if (step.Has("status") == step.Has("connect")) {
+        step.Fail("needs either \"status\" or \"connect\"");
+    }
+    if (step.Has("status")) {
+        const auto status = static_cast<unsigned int>(step.Member("status").Integer(400, 599));
+        Do([status, times](Hub& hub) { hub.RefuseUpgrades(status, times); });
+    } else {
+        Do([text = step.Member("connect").Text(), times](Hub& hub) { hub.RefuseConnect(text, times); });
+    }
+}
+
+void Reader::Tokens(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "accept", "revoke"});
+    step.Member("accept");
+    Do([tokens = TextsOf(step, "accept"), revoke = step.FlagOr("revoke", false)](Hub& hub) {
+        hub.SetTokens(tokens, revoke);
+    });
+}
+
+void Reader::Slow(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "bytesPerSecond"});
+    const auto rate = static_cast<std::size_t>(step.Member("bytesPerSecond").Integer(0, INT32_MAX));
+    Do([rate](Hub& hub) { hub.SlowSending(rate); });
+}
+
+void Reader::MuteHeartBeats(const JsonNode& step) {
+    step.AllowOnly({"at", "kind", "mute"});
+    Do([mute = step.FlagOr("mute", true)](Hub& hub) { hub.MuteHeartBeats(mute); });
+}
+
+}  // namespace
+
+Scenario ParseScenario(std::string_view text, const std::string& name) {
+    Json document;
+    try {
+        document = Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        throw Error(name + ": " + error.what());
+    }
+    return Reader().Read(JsonNode(document, name));
+}
+
+Scenario ReadScenarioFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    if (!file || !(text << file.rdbuf())) {
+        throw Error(path + ": cannot be read");
+    }
+    return ParseScenario(text.str(), path);
+}
+
+}  // namespace quor_simulator
