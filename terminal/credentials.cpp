@@ -1,0 +1,261 @@
+#include "credentials.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "output.h"
+#include "quor_platform_linux/host.h"
+
+namespace quor_terminal {
+namespace {
+
+// A descriptor that is closed at the end of its block.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    ~Descriptor() {
+        if (m_fd >= 0) {
+            close(m_fd);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int Get() const { return m_fd; }
+
+private:
+    const int m_fd;
+};
+
+// Switches the terminal's echo off until the end of its block.
+class NoEcho {
+public:
+    explicit NoEcho(int fd) : m_fd(fd), m_active(tcgetattr(fd, &m_before) == 0) {
+        if (m_active) {
+            termios quiet = m_before;
+            quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+            m_active = tcsetattr(fd, TCSAFLUSH, &quiet) == 0;
+        }
+    }
+    ~NoEcho() {
+        if (m_active) {
+            tcsetattr(m_fd, TCSAFLUSH, &m_before);
+        }
+    }
+    NoEcho(const NoEcho&) = delete;
+    NoEcho& operator=(const NoEcho&) = delete;
+    bool Active() const { return m_active; }
+
+private:
+    const int m_fd;
+    termios m_before{};
+    bool m_active;
+};
+
+// One byte at a time ends exactly at the line end and leaves what follows to the next reader.
+bool ReadLine(int fd, Secret& secret, std::string& message) {
+    for (;;) {
+        char byte = 0;
+        const ssize_t got = read(fd, &byte, 1);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0 || (got == 0 && secret.Text().empty())) {
+            message = "the terminal gave no answer";
+            return false;
+        }
+        if (got == 0 || byte == '\n') {
+            return true;
+        }
+        if (!secret.Append(&byte, 1)) {
+            message = "the answer is too long";
+            return false;
+        }
+    }
+}
+
+bool SetCode(const CaptionsOptions& options, TagQuorAiKelLoginInfo& login, std::string& message) {
+    Secret code;
+    if (!ReadSecretFile(options.codeFile, code, message)) {
+        return false;
+    }
+    if (code.Text().empty() || !SetField(login.wsCode, code.Text())) {
+        message = options.codeFile + ": a code of 1 to 255 characters is wanted (base64 of USER:PASSWORD)";
+        return false;
+    }
+    return true;
+}
+
+bool SealPassword(const CaptionsOptions& options, std::string& sealed, std::string& message) {
+    Secret password;
+    if (!ReadSecretFile(options.passwordFile, password, message)) {
+        return false;
+    }
+    // Name, colon and password are sent base64-encoded in 255 characters.
+    constexpr std::size_t kLongestPair = 189;
+    if (options.user.size() + 1 + password.Text().size() > kLongestPair) {
+        message = "user name and password together are longer than 188 bytes, which no link can carry";
+        return false;
+    }
+    sealed = quor_platform::SealSecret(kConferenceKeyDomain, password.Text());
+    if (sealed.empty()) {
+        message = "the password cannot be sealed: " + quor_platform::LastFailure().text;
+        return false;
+    }
+    return true;
+}
+
+bool ReadSealedPassword(const CaptionsOptions& options, std::string& sealed, std::string& message) {
+    Secret text;
+    if (!ReadSecretFile(options.sealedPasswordFile, text, message)) {
+        return false;
+    }
+    sealed = text.Text();
+    return true;
+}
+
+}  // namespace
+
+bool ReadSecretFromDescriptor(int fd, Secret& secret, std::string& message) {
+    std::array<char, 512> piece{};
+    bool ok = true;
+    for (;;) {
+        const ssize_t got = read(fd, piece.data(), piece.size());
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            message = std::generic_category().message(errno);
+            ok = false;
+        } else if (got > 0 && !secret.Append(piece.data(), static_cast<std::size_t>(got))) {
+            message = "longer than " + std::to_string(Secret::kCapacity) + " bytes";
+            ok = false;
+        }
+        if (got <= 0 || !ok) {
+            break;
+        }
+    }
+    explicit_bzero(piece.data(), piece.size());
+    secret.DropLineEnd();
+    if (ok && secret.Text().find('\0') != std::string::npos) {
+        message = "holds a NUL character";
+        return false;
+    }
+    return ok;
+}
+
+bool ReadSecretFile(const std::string& path, Secret& secret, std::string& message) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    if (file.Get() < 0) {
+        message = path + ": " + std::generic_category().message(errno);
+        return false;
+    }
+    if (!ReadSecretFromDescriptor(file.Get(), secret, message)) {
+        message = path + ": " + message;
+        return false;
+    }
+    return true;
+}
+
+bool AskSecret(const char* prompt, Secret& secret, std::string& message) {
+    const Descriptor terminal(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
+    if (terminal.Get() < 0) {
+        message = std::string("there is no terminal to ask on: ") + std::generic_category().message(errno);
+        return false;
+    }
+    const NoEcho quiet(terminal.Get());
+    if (!quiet.Active()) {
+        message = "the terminal's echo cannot be switched off";
+        return false;
+    }
+    WriteAll(terminal.Get(), prompt);
+    const bool ok = ReadLine(terminal.Get(), secret, message);
+    WriteAll(terminal.Get(), "\n");
+    return ok;
+}
+
+bool TemporaryKeyFile::Create(std::string& message) {
+    std::string directory = "/tmp/quor-terminal-XXXXXX";
+    if (mkdtemp(directory.data()) == nullptr) {  // mode 0700
+        message = directory + ": " + std::generic_category().message(errno);
+        return false;
+    }
+    m_directory = directory;
+    m_path = directory + "/key";
+    if (!quor_platform::CreateKeyFile(m_path)) {
+        message = m_path + ": " + quor_platform::LastFailure().text;
+        return false;
+    }
+    return true;
+}
+
+void TemporaryKeyFile::Remove() const {
+    if (!m_directory.empty()) {
+        unlink(m_path.c_str());
+        rmdir(m_directory.c_str());
+    }
+}
+
+bool PrepareLogin(const CaptionsOptions& options, TemporaryKeyFile& temporaryKey,
+                  TagQuorAiKelLoginInfo& login, std::string& message) {
+    login = TagQuorAiKelLoginInfo{};
+    login.linkType = kKelLinkTypeConference;
+    login.port = options.server.port;
+    if (!SetField(login.serverAddr, options.server.host)) {
+        message = "the name in --server is longer than 255 characters";
+        return false;
+    }
+    if (!options.codeFile.empty()) {
+        return SetCode(options, login, message);
+    }
+    if (!SetField(login.userName, options.user)) {
+        message = "--user is longer than 623 bytes";
+        return false;
+    }
+    std::string keyFile = options.keyFile;
+    if (keyFile.empty()) {
+        if (!temporaryKey.Create(message)) {
+            return false;
+        }
+        keyFile = temporaryKey.Path();
+    }
+    quor_platform::SetKeyFile(keyFile);
+    std::string sealed;
+    const bool read = options.passwordFile.empty() ? ReadSealedPassword(options, sealed, message)
+                                                   : SealPassword(options, sealed, message);
+    if (!read) {
+        return false;
+    }
+    if (sealed.empty() || !SetField(login.kelPassWord, sealed)) {
+        message = "a sealed password of 1 to 623 characters is wanted";
+        return false;
+    }
+    return true;
+}
+
+bool FetchToken(const CaptionsOptions& options, std::string& token, std::string& message) {
+    if (options.tokenFile.empty()) {
+        token = options.token;
+    } else {
+        Secret text;
+        if (!ReadSecretFile(options.tokenFile, text, message)) {
+            return false;
+        }
+        token = text.Text();
+    }
+    // One less than the token's field in the subscription request holds.
+    constexpr std::size_t kLongestToken = sizeof(TagQuorAiSubscribeInfo::token) - 1;
+    if (token.empty() || token.size() > kLongestToken) {
+        message = "a token of 1 to " + std::to_string(kLongestToken) + " characters is wanted";
+        return false;
+    }
+    return true;
+}
+
+}  // namespace quor_terminal

@@ -1,0 +1,20 @@
+// exit_codes.h - what quor-terminal's exit status tells a script. The same list stands in --help and in
+// docs/terminal.md.
+#ifndef QUOR_TERMINAL_EXIT_CODES_H
+#define QUOR_TERMINAL_EXIT_CODES_H
+
+namespace quor_terminal {
+
+enum ExitCode : int {
+    kExitOk = 0,
+    kExitFailure = 1,       // anything that has no code of its own
+    kExitUsage = 2,         // the command line is wrong; nothing was tried
+    kExitRefused = 3,       // the server refused the user name, the password or the token
+    kExitUnreachable = 4,   // the server could not be reached, or not again within --give-up-after
+    kExitNotTrusted = 5,    // TLS failed, or the server's certificate is not trusted
+    kExitInterrupted = 130  // the second Ctrl-C: left without saying good-bye
+};
+
+}  // namespace quor_terminal
+
+#endif
