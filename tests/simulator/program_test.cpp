@@ -1,0 +1,201 @@
+/* program_test.cpp - quor-simulator as a process: ready-file, commands, signals, statistics, exit codes. */
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "fixture.h"
+
+extern char** environ;
+
+namespace quor_test {
+namespace {
+
+using nlohmann::json;
+
+/* The program with its standard input and output at pipes. Killed at the end of its life if it still runs. */
+class Process {
+public:
+    explicit Process(std::vector<std::string> arguments) {
+        int input[2];
+        int output[2];
+        if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0) {
+            return;
+        }
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, output[1], STDERR_FILENO);
+        arguments.insert(arguments.begin(), QUOR_SIMULATOR_PROGRAM);
+        std::vector<char*> pointers;
+        for (std::string& argument : arguments) {
+            pointers.push_back(argument.data());
+        }
+        pointers.push_back(nullptr);
+        ::posix_spawn(&m_pid, QUOR_SIMULATOR_PROGRAM, &actions, nullptr, pointers.data(), environ);
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(input[0]);
+        ::close(output[1]);
+        m_input = input[1];
+        m_output = output[0];
+    }
+    ~Process() {
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
+        ::close(m_input);
+        ::close(m_output);
+    }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /* Empty at the end of the output. */
+    std::string ReadLine() {
+        std::string line;
+        char c = 0;
+        while (::read(m_output, &c, 1) == 1 && c != '\n') {
+            line += c;
+        }
+        return line;
+    }
+    std::string Ask(const std::string& command) {
+        const std::string line = command + "\n";
+        return ::write(m_input, line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? ReadLine()
+                                                                                               : "";
+    }
+    void Signal(int number) const { ::kill(m_pid, number); }
+    /* The exit code; -1 when it did not end by itself. */
+    int Wait() {
+        std::string line;
+        do {
+            line = ReadLine();
+            m_rest += line + "\n";
+        } while (!line.empty());
+        int status = 0;
+        ::waitpid(m_pid, &status, 0);
+        m_pid = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    const std::string& rest() const { return m_rest; } /* what was printed during Wait */
+    pid_t pid() const { return m_pid; }
+
+private:
+    pid_t m_pid = -1;
+    int m_input = -1;
+    int m_output = -1;
+    std::string m_rest;
+};
+
+class Program : public ::testing::Test {
+protected:
+    std::string Path(const std::string& name) const { return m_directory.path() + "/" + name; }
+    static json ReadJson(const std::string& path) {
+        std::ifstream file(path);
+        return json::parse(file, nullptr, false);
+    }
+    std::vector<std::string> With(std::vector<std::string> more) const {
+        more.insert(more.begin(), {"--state-dir", Path("state"), "--json"});
+        return more;
+    }
+
+private:
+    const TemporaryDirectory m_directory;
+};
+
+TEST_F(Program, ReadyFileCommandsAndQuit) {
+    Process process(With({"--ready-file", Path("ready"), "--stats-file", Path("stats"), "--user", "u",
+                          "--password", "p", "--token", "t1", "--token", "t2"}));
+    const json ready = json::parse(process.ReadLine());
+    EXPECT_EQ(ReadJson(Path("ready")), ready);
+    EXPECT_EQ(ready["pid"], process.pid());
+
+    RawClient client;
+    ConnectOptions options;
+    options.authorization = "Basic dTpw";
+    ASSERT_TRUE(client.Connect(ready["port"], ready["caFile"], options).ok);
+    client.SendFrame("CONNECT\naccept-version:1.2\n\n");
+    ASSERT_EQ(client.ReadFrame()->command, "CONNECTED");
+    client.SendFrame("SUBSCRIBE\nid:1\ndestination:/topic/conferences/c\ntoken:t2\nreceipt:r\n\n");
+    ASSERT_EQ(client.ReadFrame()->command, "RECEIPT");
+
+    EXPECT_EQ(json::parse(process.Ask("publish /topic/conferences/c two words")),
+              json::parse(R"({"command":"publish","ok":true,"answer":"sent to 1 subscription"})"));
+    EXPECT_EQ(client.ReadFrame()->body, "two words");
+    EXPECT_EQ(json::parse(process.Ask("malformed"))["answer"], "sent to 1 link");
+    EXPECT_EQ(json::parse(process.Ask("subscriptions"))["answer"],
+              "1 subscription; link 1 /topic/conferences/c");
+    EXPECT_EQ(json::parse(process.Ask("freeze"))["answer"], "1 link frozen");
+    EXPECT_EQ(json::parse(process.Ask("thaw"))["answer"], "1 link thawed");
+    EXPECT_EQ(json::parse(process.Ask("drop reset"))["answer"], "1 link dropped");
+    EXPECT_EQ(json::parse(process.Ask("nonsense"))["ok"], false);
+    EXPECT_EQ(json::parse(process.Ask("certificate golden"))["ok"], false);
+    EXPECT_EQ(json::parse(process.Ask("refuse 99"))["ok"], false);
+    EXPECT_EQ(json::parse(process.Ask("play /nonexistent"))["ok"], false);
+    EXPECT_EQ(json::parse(json::parse(process.Ask("stats json"))["answer"].get<std::string>())["published"],
+              1);
+    EXPECT_EQ(json::parse(process.Ask("quit"))["answer"], "closing");
+    EXPECT_EQ(process.Wait(), 0);
+    const json stats = ReadJson(Path("stats"));
+    EXPECT_EQ(stats["destinations"]["/topic/conferences/c"]["delivered"], 1);
+    EXPECT_EQ(stats["links"]["dropped"], 1);
+}
+
+TEST_F(Program, SignalsEndItInOrder) {
+    for (const int number : {SIGINT, SIGTERM}) {
+        Process process(With({"--stats-file", Path("stats")}));
+        const json ready = json::parse(process.ReadLine());
+        RawClient client;
+        ASSERT_TRUE(client.ConnectStomp(ready["port"], ready["caFile"]));
+        process.Signal(number);
+        EXPECT_TRUE(client.WaitForEnd());
+        EXPECT_EQ(client.closeCode(), 1001);
+        EXPECT_EQ(process.Wait(), 0);
+        EXPECT_EQ(ReadJson(Path("stats"))["links"]["accepted"], 1);
+    }
+}
+
+TEST_F(Program, ScenarioWaitsForSubscribersAndEndsIt) {
+    Process process(
+        With({"--scenario", std::string(QUOR_SCENARIO_FOLDER) + "/smoke.json", "--speed", "100",
+              "--wait-for-subscribers", "2", "--exit-after-scenario", "--stats-file", Path("stats")}));
+    const json ready = json::parse(process.ReadLine());
+    RawClient client;
+    ASSERT_TRUE(client.ConnectStomp(ready["port"], ready["caFile"]));
+    client.SendFrame(
+        "SUBSCRIBE\nid:1\ndestination:/topic/conferences/conf-smoke/subtitle/en-US\ntoken:t\n\n");
+    client.SendFrame(
+        "SUBSCRIBE\nid:2\ndestination:/topic/conferences/conf-smoke/subtitle/zh-CN\ntoken:t\n\n");
+    for (int i = 0; i < 6; ++i) {
+        const auto frame = client.ReadFrame();
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(frame->command, "MESSAGE");
+    }
+    EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_EQ(process.Wait(), 0);
+    const json stats = ReadJson(Path("stats"));
+    EXPECT_EQ(stats["scenario"]["finished"], true);
+    EXPECT_EQ(stats["published"], 6);
+}
+
+TEST_F(Program, ExitCodes) {
+    EXPECT_EQ(Process({"--help"}).Wait(), 0);
+    EXPECT_EQ(Process({"--nonsense"}).Wait(), 2);
+    EXPECT_EQ(Process({"--port", "70000"}).Wait(), 2);
+    EXPECT_EQ(Process({"--exit-after-scenario"}).Wait(), 2);
+    Process scenario(With({"--scenario", "/nonexistent.json"}));
+    EXPECT_EQ(scenario.Wait(), 3);
+    EXPECT_EQ(scenario.rest(), "quor-simulator: /nonexistent.json: cannot be read\n\n");
+    EXPECT_EQ(Process({"--state-dir", "/proc/nothing"}).Wait(), 1);
+    EXPECT_EQ(Process(With({"--ready-file", "/proc/nothing/ready"})).Wait(), 1);
+    EXPECT_EQ(Process(With({"--address", "somewhere"})).Wait(), 1);
+}
+
+}  // namespace
+}  // namespace quor_test
