@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Runs the benchmarks of a release build and prints ratios: times, and instructions counted by callgrind.
+# Usage: benchmarks/run.sh BUILD_DIR [--check]   --check: exit 1 when an instruction ratio passes its limit
+set -euo pipefail
+
+build=${1:?usage: benchmarks/run.sh BUILD_DIR [--check]}
+check=${2:-}
+bench="$build/benchmarks/channel_bench"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0
+
+# instructions ROAD N: instructions of one run of the road; two counts divide out the start of the program.
+total() {
+    valgrind --tool=callgrind --callgrind-out-file="$work/out" "$bench" count "$1" "$2" 2>"$work/log" ||
+        { cat "$work/log" >&2; exit 1; }
+    awk '/^summary:|^totals:/ {print $2; exit}' "$work/out"
+}
+instructions() {
+    local few many
+    few=$(total "$1" "$2")
+    many=$(total "$1" $(($2 * 3)))
+    echo $(((many - few) / ($2 * 2)))
+}
+
+# report NAME INSTRUCTIONS FLOOR LIMIT
+report() {
+    local verdict
+    verdict=$(awk -v a="$2" -v b="$3" -v l="$4" 'BEGIN {r = a / b; printf "%.3f  limit %s  %s", r, l, (r <= l ? "ok" : "PASSED OVER")}')
+    printf 'instructions %-22s %10d  floor %10d  ratio %s\n' "$1" "$2" "$3" "$verdict"
+    case $verdict in *OVER) failed=1 ;; esac
+}
+
+"$bench"
+if ! command -v valgrind >/dev/null; then
+    echo "instructions: not counted, valgrind is not installed"
+    exit 0
+fi
+caption=$(instructions caption 500)
+captionFloor=$(instructions caption-floor 500)
+sites1600=$(instructions sites1600 4)
+sites1600Floor=$(instructions sites1600-floor 4)
+sites200=$(instructions sites200 20)
+sites200Floor=$(instructions sites200-floor 20)
+report caption "$caption" "$captionFloor" 1.25
+report sites1600 "$sites1600" "$sites1600Floor" 1.45
+report "sites store 1600/200" $((sites1600 - sites1600Floor)) $((sites200 - sites200Floor)) 8.5
+if [ "$check" = --check ]; then
+    exit "$failed"
+fi
