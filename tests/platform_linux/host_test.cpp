@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <string>
 #include <thread>
 
 #include "quor_platform/log.h"
@@ -30,6 +32,16 @@ bool ThreadsBecome(std::size_t count) {
     return ThreadsOfTheProcess() == count;
 }
 
+// The thread sanitizer starts a thread of its own beside the first one of a program.
+void StartAndEndAThread() {
+    pid_t id = 0;
+    std::thread([&id] { id = gettid(); }).join();
+    const std::filesystem::path task = "/proc/self/task/" + std::to_string(id);
+    while (std::filesystem::exists(task)) {
+        std::this_thread::yield();
+    }
+}
+
 // Uses every service that has a thread.
 void UseEverything(const TemporaryFolder& folder) {
     quor_platform::LogSettings settings;
@@ -53,6 +65,7 @@ void UseEverything(const TemporaryFolder& folder) {
 TEST(Host, ShutdownEndsAllThreadsAndThePlatformWorksAgain) {
     const TemporaryFolder folder;
     quor_platform::Shutdown();
+    StartAndEndAThread();
     const std::size_t before = ThreadsOfTheProcess();
     for (int round = 0; round < 3; ++round) {
         UseEverything(folder);
