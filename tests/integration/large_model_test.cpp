@@ -8,6 +8,7 @@
 
 #include "support/bodies.h"
 #include "support/terminal_test.h"
+#include "tests/support/large_model_kinds.h"
 
 namespace quor_test {
 namespace {
@@ -18,25 +19,6 @@ using ::testing::Pair;
 using ::testing::StartsWith;
 
 constexpr char kRequestDestination[] = "/terminal/chat/v1/completions";
-constexpr const char* kKinds[] = {"FREE_CHAT",
-                                  "MEETING_CHAT",
-                                  "MEETING_SUMMARY",
-                                  "MEETING_MINUTES",
-                                  "TRANSLATE",
-                                  "SIMUL_INTERP",
-                                  "COMPLETIONS_CHAT",
-                                  "IMAGES_GENERATIONS",
-                                  "VIDEO_GENERATIONS",
-                                  "FREE_CHAT_STOP",
-                                  "MEETING_CHAT_STOP",
-                                  "MEETING_SUMMARY_STOP",
-                                  "MEETING_MINUTES_STOP",
-                                  "TRANSLATE_STOP",
-                                  "SIMUL_INTERP_STOP",
-                                  "COMPLETIONS_CHAT_STOP",
-                                  "IMAGES_GENERATIONS_STOP",
-                                  "VIDEO_GENERATIONS_STOP",
-                                  "MODEL_CONFIG"};
 constexpr unsigned int kStopOffset = 9;  // from a kind to the request that stops it
 
 QuorAiModelParams Ask(unsigned int kind, unsigned int number, const std::string& content) {
@@ -100,18 +82,19 @@ TEST_F(LargeModelTest, ARequestOnTheConferenceLinkAndItsAnswerInPieces) {
 
 TEST_F(LargeModelTest, EveryKindOfRequestIsNamedToTheServer) {
     OpenConferenceLink();
-    for (unsigned int kind = 0; kind < std::size(kKinds); ++kind) {
+    for (unsigned int kind = 0; kind < std::size(QuorTest::kLargeModelKinds); ++kind) {
         QuorAiModelParams params = Ask(kind, 100 + kind, "x");
         ASSERT_EQ(channel().KelSendLLMRequest(&params), 0U) << kind;
     }
-    ASSERT_TRUE(server().WaitForReceived(kRequestDestination, std::size(kKinds), kPatience));
+    ASSERT_TRUE(
+        server().WaitForReceived(kRequestDestination, std::size(QuorTest::kLargeModelKinds), kPatience));
     const std::vector<quor_simulator::ReceivedSend> received = server().Received();
-    ASSERT_EQ(received.size(), std::size(kKinds));
-    for (std::size_t kind = 0; kind < std::size(kKinds); ++kind) {
+    ASSERT_EQ(received.size(), std::size(QuorTest::kLargeModelKinds));
+    for (std::size_t kind = 0; kind < std::size(QuorTest::kLargeModelKinds); ++kind) {
         EXPECT_THAT(received[kind].headers[2], Pair("seqNum", std::to_string(100 + kind)));
-        EXPECT_THAT(received[kind].headers[3], Pair("reqType", kKinds[kind]));
+        EXPECT_THAT(received[kind].headers[3], Pair("reqType", QuorTest::kLargeModelKinds[kind]));
     }
-    QuorAiModelParams unknown = Ask(std::size(kKinds), 1, "x");
+    QuorAiModelParams unknown = Ask(std::size(QuorTest::kLargeModelKinds), 1, "x");
     EXPECT_EQ(channel().KelSendLLMRequest(&unknown), 1U);
 }
 

@@ -11,8 +11,6 @@
 
 #include "fixture.h"
 
-extern char** environ;
-
 namespace quor_test {
 namespace {
 
@@ -34,6 +32,7 @@ public:
         posix_spawn_file_actions_adddup2(&actions, output[1], STDERR_FILENO);
         arguments.insert(arguments.begin(), QUOR_SIMULATOR_PROGRAM);
         std::vector<char*> pointers;
+        pointers.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) {
             pointers.push_back(argument.data());
         }

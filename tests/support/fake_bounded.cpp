@@ -9,7 +9,6 @@
 
 #include "support/fake_platform.h"
 
-using QuorTest::BoundedCall;
 using QuorTest::Fake;
 using QuorTest::Fn;
 

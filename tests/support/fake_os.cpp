@@ -102,13 +102,10 @@ QuorTest::TimerRecord* FindTimer(OsRelTimer t, const char* who) {
 extern "C" {
 
 // The fake decides who owns what; its own locking is invisible to the analysis.
-unsigned int OsMutexLock(OsMutex* m) QUOR_PLATFORM_THREAD_ATTRIBUTE(no_thread_safety_analysis);
-unsigned int OsMutexUnLock(OsMutex* m) QUOR_PLATFORM_THREAD_ATTRIBUTE(no_thread_safety_analysis);
-
-unsigned int OsMutexLock(OsMutex* m) {
+QUOR_PLATFORM_THREAD_ATTRIBUTE(no_thread_safety_analysis) unsigned int OsMutexLock(OsMutex* m) {
     return Fake().Lock(m);
 }
-unsigned int OsMutexUnLock(OsMutex* m) {
+QUOR_PLATFORM_THREAD_ATTRIBUTE(no_thread_safety_analysis) unsigned int OsMutexUnLock(OsMutex* m) {
     return Fake().Unlock(m);
 }
 
@@ -118,6 +115,7 @@ OsRelTimer OsCreateRelTimerM(OsRelTimerCallback callback, void* arg, unsigned in
     }
     const std::lock_guard<std::mutex> guard(Fake().mutex);
     // Handles count up and are no pointers: nobody may follow one.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     auto* handle = reinterpret_cast<OsRelTimer>(0x1000 + Fake().timers.size() * 16);
     QuorTest::TimerRecord& timer = Fake().timers[handle];
     timer.callback = callback;

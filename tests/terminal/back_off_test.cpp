@@ -30,7 +30,7 @@ TEST(BackOff, DrawsOverTheWholeSpan) {
 }
 
 TEST(BackOff, EveryWaitIsWithinItsBoundsAndTheirMeanIsHalfTheCeiling) {
-    std::mt19937 engine(20240611);  // fixed: the same draws in every run
+    std::mt19937 engine(20240611);  // NOLINT(cert-msc51-cpp): the same draws in every run
     std::uniform_real_distribution<double> even(0.0, 1.0);
     constexpr int kRounds = 4000;
     constexpr int kAttempts = 8;

@@ -14,6 +14,7 @@ namespace {
 ParsedCommandLine Parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "quor-terminal");
     std::vector<const char*> argv;
+    argv.reserve(arguments.size());
     for (const std::string& argument : arguments) {
         argv.push_back(argument.c_str());
     }

@@ -12,8 +12,6 @@
 #include <sstream>
 #include <thread>
 
-extern char** environ;
-
 namespace quor_terminal {
 
 bool WaitUntil(const std::function<bool()>& condition) {
@@ -64,6 +62,7 @@ Process::~Process() {
 void Process::Start(const std::vector<std::string>& command, const std::string& outputFile,
                     const std::string& errorFile, int inputFd, int outputFd) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }

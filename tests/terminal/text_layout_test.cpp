@@ -43,9 +43,8 @@ TEST(Printable, KeepsTextAndTakesThePowerFromControls) {
     EXPECT_EQ(Printable("a\x1b[2Jb"), "a [2Jb");
     EXPECT_EQ(Printable("a\r\n\tb\x7F"), "a   b ");
     EXPECT_EQ(Printable("x\xC2\x9Bz"), "x z");  // C1 control sequence introducer
-    EXPECT_EQ(Printable("abc\xE2\x80\xAE"
-                        "def"),
-              "abcdef");  // right-to-left override
+    const char rightToLeftOverride[] = {'\xE2', '\x80', '\xAE', '\0'};
+    EXPECT_EQ(Printable(std::string("abc") + rightToLeftOverride + "def"), "abcdef");
     EXPECT_EQ(Printable(std::string_view("a\0b", 3)), "a b");
 }
 

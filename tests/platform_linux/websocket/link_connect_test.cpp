@@ -28,7 +28,7 @@ protected:
         EXPECT_EQ(linkId, 4711U);
         quor_platform::Shutdown();  // an event on its way would have arrived
         EXPECT_TRUE(m_events->Events().empty());
-        const Failure failure = LastFailure();
+        Failure failure = LastFailure();
         EXPECT_FALSE(failure.text.empty());
         EXPECT_EQ(failure.text.find("dXNlcjpwYXNz"), std::string::npos);
         return failure;

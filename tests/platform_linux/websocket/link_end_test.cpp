@@ -30,7 +30,7 @@ protected:
         EXPECT_TRUE(m_events->WaitUntil([before](const auto& events) {
             return events.size() > before && events.back().event == kDisconnect;
         }));
-        const Failure failure = LinkFailure(linkId);
+        Failure failure = LinkFailure(linkId);
         EXPECT_NE(failure.text, "");
         auto frame = Frame(linkId, QUOR_OM_NMS_WEBSOCKET_FRAME_SEND, {{"destination", "/a"}}, "{}");
         EXPECT_NE(QuorOmNmsWebsocketSendData(&frame), 0U);
@@ -365,6 +365,7 @@ TEST_F(LinkEndTest, EverythingAtOnce) {
     WithLink([](auto& settings) { settings.closeTimeout = milliseconds(200); });
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int worker = 0; worker < 3; ++worker) {
         threads.emplace_back([&] {
             while (!stop) {

@@ -57,7 +57,7 @@ TEST(MessageTextTest, RepeatedHeadersTheFirstCounts) {
 TEST(MessageTextTest, ABodyWithANulEndsThereForTheReader) {
     const std::string text = TextOf("MESSAGE\ndestination:/a\ncontent-length:3\n\na\0b\0"s, false);
     EXPECT_EQ(text, "MESSAGE\ndestination:/a\ncontent-length:3\n\na\0b"s);
-    EXPECT_EQ(std::string(text.c_str()), "MESSAGE\ndestination:/a\ncontent-length:3\n\na");
+    EXPECT_EQ(text.substr(0, text.find('\0')), "MESSAGE\ndestination:/a\ncontent-length:3\n\na");
 }
 
 TEST(MessageTextTest, AMissingDestinationStaysMissing) {

@@ -84,10 +84,10 @@ void PeerSession::WriteRaw(const std::vector<unsigned char>& bytes) {
     asio::write(m_webSocket.next_layer(), asio::buffer(bytes));
 }
 
-void PeerSession::Close(std::uint16_t code, std::string reason) {
+void PeerSession::Close(std::uint16_t code, const std::string& reason) {
     beast::websocket::close_reason why;
     why.code = code;
-    why.reason = std::move(reason);
+    why.reason = reason;
     m_webSocket.close(why);
 }
 
@@ -115,7 +115,7 @@ void PeerSession::StaySilent() {
     }
 }
 
-ScriptedPeer::ScriptedPeer(std::shared_ptr<SSL_CTX> tls, Script script)
+ScriptedPeer::ScriptedPeer(const std::shared_ptr<SSL_CTX>& tls, Script script)
     : m_tls((SSL_CTX_up_ref(tls.get()), tls.get())),
       m_acceptor(m_io, asio::ip::tcp::endpoint(asio::ip::make_address("127.0.0.1"), 0)),
       m_port(m_acceptor.local_endpoint().port()),

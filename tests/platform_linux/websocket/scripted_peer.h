@@ -50,7 +50,7 @@ public:
     void WriteBinary(std::string_view message);
     void WritePiece(std::string_view piece, bool last);      // a fragment of a message
     void WriteRaw(const std::vector<unsigned char>& bytes);  // below WebSocket, over TLS
-    void Close(std::uint16_t code, std::string reason = {});
+    void Close(std::uint16_t code, const std::string& reason = {});
     void Drop();        // ends TCP without a word
     void Reset();       // makes the end of the script a TCP reset
     void WaitForEnd();  // reads until the client goes; a DISCONNECT gets its receipt
@@ -71,7 +71,7 @@ public:
     using Script = std::function<void(PeerSession&)>;
 
     // Listens on a free port of 127.0.0.1 and runs script for each connection.
-    ScriptedPeer(std::shared_ptr<SSL_CTX> tls, Script script);
+    ScriptedPeer(const std::shared_ptr<SSL_CTX>& tls, Script script);
     // Ends what still runs.
     ~ScriptedPeer();
     ScriptedPeer(const ScriptedPeer&) = delete;

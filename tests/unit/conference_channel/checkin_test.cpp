@@ -35,6 +35,7 @@ TEST_F(CheckinTest, DeliversTheWholeRecord) {
 
 TEST_F(CheckinTest, FiveEntriesInOrder) {
     std::vector<std::string> entries;
+    entries.reserve(5);
     for (int i = 0; i < 5; ++i) {
         entries.push_back(CheckinFields().With("name", Quoted("n" + std::to_string(i))).Text());
     }

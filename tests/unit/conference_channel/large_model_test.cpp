@@ -2,31 +2,12 @@
 #include <cstring>
 
 #include "support/channel_test.h"
+#include "support/large_model_kinds.h"
 
 namespace QuorTest {
 namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
-
-constexpr const char* kTypeNames[] = {"FREE_CHAT",
-                                      "MEETING_CHAT",
-                                      "MEETING_SUMMARY",
-                                      "MEETING_MINUTES",
-                                      "TRANSLATE",
-                                      "SIMUL_INTERP",
-                                      "COMPLETIONS_CHAT",
-                                      "IMAGES_GENERATIONS",
-                                      "VIDEO_GENERATIONS",
-                                      "FREE_CHAT_STOP",
-                                      "MEETING_CHAT_STOP",
-                                      "MEETING_SUMMARY_STOP",
-                                      "MEETING_MINUTES_STOP",
-                                      "TRANSLATE_STOP",
-                                      "SIMUL_INTERP_STOP",
-                                      "COMPLETIONS_CHAT_STOP",
-                                      "IMAGES_GENERATIONS_STOP",
-                                      "VIDEO_GENERATIONS_STOP",
-                                      "MODEL_CONFIG"};
 
 class LargeModelTest : public ChannelTest {
 protected:
@@ -96,9 +77,9 @@ TEST_F(LargeModelTest, EveryRequestTypeHasItsName) {
         Fake().ClearRecords();
         m_params.reqType = type;
         EXPECT_EQ(Send(), 0U);
-        EXPECT_STREQ(Fake().frames.at(0).frame.headers[3].headerVal, kTypeNames[type]);
+        EXPECT_STREQ(Fake().frames.at(0).frame.headers[3].headerVal, kLargeModelKinds[type]);
         EXPECT_EQ(ManagerSend(), 0U);
-        EXPECT_STREQ(Fake().frames.at(1).frame.headers[2].headerVal, kTypeNames[type]);
+        EXPECT_STREQ(Fake().frames.at(1).frame.headers[2].headerVal, kLargeModelKinds[type]);
     }
 }
 

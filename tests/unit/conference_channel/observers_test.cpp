@@ -144,6 +144,7 @@ TEST_F(ObserversTest, DetachDestroysTheObserverAfterTheLockWasGivenUp) {
 
 TEST_F(ObserversTest, ObserversAreAttachedFromManyThreadsWithoutLoss) {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([this] {
             for (int k = 0; k < 50; ++k) {

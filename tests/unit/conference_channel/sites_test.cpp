@@ -19,9 +19,13 @@ protected:
         std::memcpy(&value, observer->results.back().bytes.data() + at, sizeof(value));
         return value;
     }
-    std::string Id(unsigned i) { return observer->results.back().bytes.substr(kHead + i * kEntry).c_str(); }
-    std::string Name(unsigned i) {
-        return observer->results.back().bytes.substr(kHead + i * kEntry + 192).c_str();
+    std::string Id(unsigned i) { return TextAt(kHead + i * kEntry); }
+    std::string Name(unsigned i) { return TextAt(kHead + i * kEntry + 192); }
+
+private:
+    std::string TextAt(std::size_t at) {
+        const std::string& bytes = observer->results.back().bytes;
+        return bytes.substr(at, bytes.find('\0', at) - at);
     }
 };
 
