@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # demo.sh - plays a scripted conference of about 20 seconds: the simulator is the server, quor-terminal shows what it
-# receives, the server drops the link half way, and at the end both sides' counters are compared.
+# receives, the server drops the link half way, then the large model is asked on both links, and at the end both sides'
+# counters are compared.
 #
 # Usage: scripts/demo.sh [--fast] [BUILD_DIR]
 #   --fast      play the conference ten times as fast
 #   BUILD_DIR   where the programs are; default $QUOR_BUILD_DIR, else build/release, built when something is missing
 #
-# Exit status: 0 everything that was sent arrived once; 1 something was lost or doubled, or did not run.
+# Exit status: 0 everything that was sent arrived once, and every answer came to its end; 1 something was lost or
+# doubled, or did not run.
 # Traffic stays on the loopback interface; everything else lives in a temporary directory that is removed.
 set -euo pipefail
 cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/.."
@@ -17,6 +19,10 @@ password=quor-demo
 token=demo-token
 spoken=en-US
 translated=zh-CN
+# This terminal, as the scenario names it; one overlay switch of the scenario is for another terminal's uri.
+terminalId=room7
+uri=sip:room7@example.org
+othersSwitches=1
 
 speed=1
 buildDir=${QUOR_BUILD_DIR:-}
@@ -24,7 +30,7 @@ for argument in "$@"; do
     case $argument in
         --fast) speed=10 ;;
         -h | --help)
-            sed -n '2,12s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"
+            sed -n '2,14s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"
             exit 0
             ;;
         -*)
@@ -127,7 +133,7 @@ printf '%s\n' "$token" >"$workDir/token"
 
 coproc SIMULATOR {
     exec "$simulator" --port 0 --state-dir "$workDir/server" --user "$user" --password "$password" \
-        --token "$token" --scenario "$scenario" --speed "$speed" --wait-for-subscribers 3 \
+        --token "$token" --scenario "$scenario" --speed "$speed" --wait-for-subscribers 6 \
         --ready-file "$workDir/ready.json" --stats-file "$workDir/server.json" 2>"$workDir/simulator.err"
 }
 simulatorPid=$SIMULATOR_PID
@@ -145,18 +151,21 @@ caFile=$(sed -n 's/.*"caFile":"\([^"]*\)".*/\1/p' "$workDir/ready.json")
 printf '%s' "$password" |
     "$terminal" seal --key-file "$workDir/key" --create-key --domain QuorUIConf >"$workDir/sealed"
 
-say "${bold}Quor: live captions of a conference, from server to screen${plain}"
+say "${bold}Quor: a conference from server to screen${plain}"
 say "${dim}quor-simulator plays the conference server on 127.0.0.1:$port (TLS, WebSocket, STOMP).${plain}"
-say "${dim}quor-terminal signs in with a sealed password and shows captions ($spoken), their${plain}"
-say "${dim}translation ($translated) and check-ins. Half way the server drops the link; watch it come back.${plain}"
+say "${dim}quor-terminal signs in with a sealed password, reports what it can do, and shows captions ($spoken),${plain}"
+say "${dim}their translation ($translated), check-ins, control, sites and the overlay switch of this terminal.${plain}"
+say "${dim}Half way the server drops the link; watch it come back. Then the large model is asked.${plain}"
 say ""
 
 # ---- play ----
 
-"$terminal" captions --server "localhost:$port" --ca-file "$caFile" --conference "$conference" \
-    --lang "$spoken" --translate "$translated" --user "$user" --sealed-password-file "$workDir/sealed" \
-    --key-file "$workDir/key" --token-file "$workDir/token" --summary-file "$workDir/terminal.json" \
-    --log-file "$workDir/terminal.log" --no-summary </dev/null &
+server=(--server "localhost:$port" --ca-file "$caFile")
+account=(--conference "$conference" --uri "$uri" --user "$user" --sealed-password-file "$workDir/sealed"
+    --key-file "$workDir/key" --token-file "$workDir/token")
+
+"$terminal" watch "${server[@]}" "${account[@]}" --terminal "$terminalId" --lang "$spoken" --translate "$translated" \
+    --summary-file "$workDir/terminal.json" --log-file "$workDir/terminal.log" --no-summary </dev/null &
 terminalPid=$!
 
 terminalRuns() { kill -0 "$terminalPid" 2>/dev/null; }
@@ -176,12 +185,15 @@ waitFor 120 isPlayed || fail "the conference did not end in two minutes"
 serverTotal() { statistics | sed -n 's/.*"delivered":\([0-9]*\),"destinations".*/\1/p'; }
 terminalTotal() {
     flatten <"$workDir/terminal.json" | awk -F '\t' '
-        $1 ~ /^(captions|translations)\|(final|interim)$/ || $1 == "checkins|messages" { sum += $2 } END { print sum + 0 }'
+        $1 ~ /^(captions|translations)\|(final|interim)$/ || $1 ~ /^(checkins|control|sites|overlay)\|messages$/ {
+            sum += $2
+        }
+        END { print sum + 0 }'
 }
 isDelivered() {
     terminalRuns || return 0
     kill -USR1 "$terminalPid" 2>/dev/null || return 0
-    [[ -s $workDir/terminal.json && $(terminalTotal) -ge $sentTotal ]]
+    [[ -s $workDir/terminal.json && $(terminalTotal) -ge $((sentTotal - othersSwitches)) ]]
 }
 sentTotal=$(serverTotal)
 waitFor 10 isDelivered || true
@@ -190,6 +202,22 @@ terminalStatus=0
 kill -TERM "$terminalPid" 2>/dev/null || true
 wait "$terminalPid" || terminalStatus=$?
 terminalPid=
+
+# What the model answers streams to the screen; the exit status says whether it came to its end.
+ask() { # LABEL ARGUMENTS...
+    local status=0
+    say ""
+    say "${bold}$1${plain}"
+    shift
+    "$terminal" ask "${server[@]}" --log-file "$workDir/ask.log" --answer-timeout 30 "$@" </dev/null || status=$?
+    return "$status"
+}
+conferenceAnswer=0
+managerAnswer=0
+ask "Asked on the conference link: a summary of the meeting" "What was decided?" --kind MEETING_SUMMARY \
+    "${account[@]}" || conferenceAnswer=$?
+ask "Asked on the manager link, without an account" "What is a caption?" --link manager || managerAnswer=$?
+
 printf 'quit\n' >&"$simulatorIn" || true
 waitFor 10 test -s "$workDir/server.json" || fail "the simulator wrote no statistics"
 wait "$simulatorPid" 2>/dev/null || true
@@ -201,9 +229,9 @@ flatten <"$workDir/server.json" >"$workDir/server.flat"
 flatten <"$workDir/terminal.json" >"$workDir/terminal.flat"
 bad=0
 
-row() { # LABEL DESTINATION RECEIVED DOUBLED
+row() { # LABEL DESTINATION RECEIVED DOUBLED [FOR-OTHERS]
     local sent unheard lost mark=$green
-    sent=$(valueOf "$workDir/server.flat" "destinations|$2|delivered")
+    sent=$(($(valueOf "$workDir/server.flat" "destinations|$2|delivered") - ${5:-0}))
     unheard=$(valueOf "$workDir/server.flat" "destinations|$2|unheard")
     lost=$((sent - $3))
     if ((sent == 0 || lost != 0 || $4 != 0)); then
@@ -224,6 +252,12 @@ row "captions $spoken" "$topic/subtitle/$spoken" \
 row "translations $translated" "$topic/subtitle/$translated" \
     $(($(count 'translations|final') + $(count 'translations|interim'))) "$(count 'translations|duplicates')"
 
+row "control" "$topic" "$(count 'control|messages')" 0
+row "sites" "$topic/participantslist/general" "$(count 'sites|messages')" 0
+row "overlay, this terminal" "/topic/terminal/$terminalId/subtitleoverlay" "$(count 'overlay|messages')" 0 \
+    "$othersSwitches"
+say "${dim}  One more overlay switch was sent, for another terminal; it did not act here.${plain}"
+
 drops=$(valueOf "$workDir/server.flat" 'scenario|linkDrops')
 reconnects=$(count 'link|reconnects')
 mark=$green
@@ -232,6 +266,31 @@ if ((drops == 0 || reconnects != drops)); then
     mark=$red
 fi
 printf '  %-22s %8d   reconnects %s%d%s\n' 'links dropped' "$drops" "$mark" "$reconnects" "$plain"
+
+# One report for each link, and as many verdicts of the server in the log.
+reports=$(valueOf "$workDir/server.flat" 'destinations|/terminal/parameter|received')
+verdicts=$(grep -c '<KelReportAbilityParseTextMessage>:result = 0' "$workDir/terminal.log" || true)
+links=$(count 'link|connects')
+mark=$green
+# The answers asked for on the conference link had a session, and with it a report, of their own.
+if ((reports != links + 1 || verdicts != links)); then
+    bad=1
+    mark=$red
+fi
+printf '  %-22s %8d   answered %s%d%s, for %d links of the conference\n' 'capability reports' "$((reports - 1))" "$mark" \
+    "$verdicts" "$plain" "$links"
+
+answerRow() { # LABEL STATUS
+    local mark=$green verdict=complete
+    if (($2 != 0)); then
+        bad=1
+        mark=$red
+        verdict="not complete (status $2)"
+    fi
+    printf '  %-22s %s%s%s\n' "$1" "$mark" "$verdict" "$plain"
+}
+answerRow 'answer, conference' "$conferenceAnswer"
+answerRow 'answer, manager' "$managerAnswer"
 say "${dim}  sent: handed to the link by the server; not offered: said while the link was down${plain}"
 
 if [[ $(valueOf "$workDir/server.flat" 'scenario|finished') != true ]]; then
@@ -247,4 +306,4 @@ if ((bad != 0)); then
     tail -n 20 "$workDir/terminal.log" 2>/dev/null || true
     exit 1
 fi
-say "${green}Everything that was sent arrived, once.${plain}"
+say "${green}Everything that was sent arrived, once, and both answers are complete.${plain}"

@@ -1,7 +1,8 @@
 // command_line.h - what the user asked for, checked.
 //
-// The subcommands stand in one table in command_line.cpp: name, what it is for, its options, the operation
-// that runs it. A new subcommand is a row there and a file of its own.
+// The subcommands stand in one table in command_line.cpp; each row is a Subcommand (subcommand.h) that the
+// file with its options defines. A new subcommand is such a file, a record here, a row there, and the
+// operation that runs it.
 #ifndef QUOR_TERMINAL_COMMAND_LINE_H
 #define QUOR_TERMINAL_COMMAND_LINE_H
 
@@ -18,12 +19,12 @@ struct ServerAddress {
 // "host:port" or "[address]:port". False: message says what is wrong.
 bool ParseServerAddress(const std::string& text, ServerAddress& address, std::string& message);
 
-struct CaptionsOptions {
+// Where to, as whom, and how long to try: the same for every subcommand that opens a link.
+struct ConnectionOptions {
     std::string serverText;
     ServerAddress server;
     std::string conference;
-    std::string language = "en-US";
-    std::string translation;  // empty: none
+    std::string uri;  // this terminal's resource identifier; never empty once checked
     std::string user;
     std::string passwordFile;
     std::string sealedPasswordFile;
@@ -34,18 +35,39 @@ struct CaptionsOptions {
     std::string caFile;
     std::string caDirectory;
     bool insecureLab = false;
-    bool json = false;
-    bool interim = false;
     bool wait = false;
     bool retryRefused = false;
     double giveUpAfterSeconds = 0;  // 0: never
-    double durationSeconds = 0;     // 0: until interrupted
     double connectTimeoutSeconds = 10;
     std::string logFile;
     unsigned int logLevel = 3;
     unsigned int traceLevel = 0;
+};
+
+// 'captions' and 'watch': what is shown, and how.
+struct ShowOptions : ConnectionOptions {
+    std::string language = "en-US";
+    std::string translation;  // empty: none
+    std::string terminal;     // watch: this terminal's id in the overlay's topic; never empty once checked
+    bool json = false;
+    bool interim = false;
+    double durationSeconds = 0;  // 0: until interrupted
     std::string summaryFile;
     bool noSummary = false;
+};
+
+struct AskOptions : ConnectionOptions {
+    std::string text;  // "-": standard input
+    std::string kindText = "FREE_CHAT";
+    std::string linkText = "conference";
+    std::string modelText = "0";
+    unsigned int kind = 0;   // of kindText
+    unsigned int model = 0;  // of modelText
+    bool managerLink = false;
+    unsigned int sequenceNumber = 0;  // 0: the program chooses one
+    unsigned int round = 1;
+    double answerTimeoutSeconds = 120;
+    bool json = false;
 };
 
 struct SealOptions {
@@ -55,7 +77,9 @@ struct SealOptions {
 };
 
 struct Options {
-    CaptionsOptions captions;
+    ShowOptions captions;
+    ShowOptions watch;
+    AskOptions ask;
     SealOptions seal;
 };
 

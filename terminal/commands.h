@@ -7,6 +7,8 @@
 namespace quor_terminal {
 
 int RunCaptions(const Options& options);
+int RunWatch(const Options& options);
+int RunAsk(const Options& options);
 int RunSeal(const Options& options);
 
 }  // namespace quor_terminal

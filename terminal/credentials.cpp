@@ -80,7 +80,19 @@ bool ReadLine(int fd, Secret& secret, std::string& message) {
     }
 }
 
-bool SetCode(const CaptionsOptions& options, TagQuorAiKelLoginInfo& login, std::string& message) {
+bool SetAddress(const ConnectionOptions& options, unsigned int linkType, TagQuorAiKelLoginInfo& login,
+                std::string& message) {
+    login = TagQuorAiKelLoginInfo{};
+    login.linkType = linkType;
+    login.port = options.server.port;
+    if (!SetField(login.serverAddr, options.server.host)) {
+        message = "the name in --server is longer than 255 characters";
+        return false;
+    }
+    return true;
+}
+
+bool SetCode(const ConnectionOptions& options, TagQuorAiKelLoginInfo& login, std::string& message) {
     Secret code;
     if (!ReadSecretFile(options.codeFile, code, message)) {
         return false;
@@ -92,7 +104,7 @@ bool SetCode(const CaptionsOptions& options, TagQuorAiKelLoginInfo& login, std::
     return true;
 }
 
-bool SealPassword(const CaptionsOptions& options, std::string& sealed, std::string& message) {
+bool SealPassword(const ConnectionOptions& options, std::string& sealed, std::string& message) {
     Secret password;
     if (!ReadSecretFile(options.passwordFile, password, message)) {
         return false;
@@ -111,7 +123,7 @@ bool SealPassword(const CaptionsOptions& options, std::string& sealed, std::stri
     return true;
 }
 
-bool ReadSealedPassword(const CaptionsOptions& options, std::string& sealed, std::string& message) {
+bool ReadSealedPassword(const ConnectionOptions& options, std::string& sealed, std::string& message) {
     Secret text;
     if (!ReadSecretFile(options.sealedPasswordFile, text, message)) {
         return false;
@@ -202,13 +214,9 @@ void TemporaryKeyFile::Remove() const {
     }
 }
 
-bool PrepareLogin(const CaptionsOptions& options, TemporaryKeyFile& temporaryKey,
+bool PrepareLogin(const ConnectionOptions& options, TemporaryKeyFile& temporaryKey,
                   TagQuorAiKelLoginInfo& login, std::string& message) {
-    login = TagQuorAiKelLoginInfo{};
-    login.linkType = kKelLinkTypeConference;
-    login.port = options.server.port;
-    if (!SetField(login.serverAddr, options.server.host)) {
-        message = "the name in --server is longer than 255 characters";
+    if (!SetAddress(options, kKelLinkTypeConference, login, message)) {
         return false;
     }
     if (!options.codeFile.empty()) {
@@ -239,7 +247,12 @@ bool PrepareLogin(const CaptionsOptions& options, TemporaryKeyFile& temporaryKey
     return true;
 }
 
-bool FetchToken(const CaptionsOptions& options, std::string& token, std::string& message) {
+bool PrepareManagerLogin(const ConnectionOptions& options, TagQuorAiKelLoginInfo& login,
+                         std::string& message) {
+    return SetAddress(options, kKelLinkTypeManager, login, message);
+}
+
+bool FetchToken(const ConnectionOptions& options, std::string& token, std::string& message) {
     if (options.tokenFile.empty()) {
         token = options.token;
     } else {

@@ -56,12 +56,16 @@ private:
 
 // Fills the login record of a conference link and tells the platform which key file opens it. False: message
 // says what to do.
-bool PrepareLogin(const CaptionsOptions& options, TemporaryKeyFile& temporaryKey,
+bool PrepareLogin(const ConnectionOptions& options, TemporaryKeyFile& temporaryKey,
                   TagQuorAiKelLoginInfo& login, std::string& message);
+
+// Fills the login record of a manager link, which has no credentials. False: message says what to do.
+bool PrepareManagerLogin(const ConnectionOptions& options, TagQuorAiKelLoginInfo& login,
+                         std::string& message);
 
 // The conference token, from its file (read anew, so that a renewed token is found) or as it was given.
 // False: message says what failed.
-bool FetchToken(const CaptionsOptions& options, std::string& token, std::string& message);
+bool FetchToken(const ConnectionOptions& options, std::string& token, std::string& message);
 
 }  // namespace quor_terminal
 

@@ -1,20 +1,9 @@
-#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "json_documents.h"
 #include "line_views.h"
-#include "notices.h"
 
 namespace quor_terminal {
-namespace {
-
-using Json = nlohmann::ordered_json;
-
-std::string Print(const Json& document) {
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-}  // namespace
-
 JsonView::JsonView(TextSink sink) : m_sink(std::move(sink)) {}
 
 void JsonView::ShowCaption(const Caption& caption) {
@@ -32,7 +21,7 @@ void JsonView::ShowCaption(const Caption& caption) {
         document["dstLang"] = caption.dstLang;
         document["transText"] = caption.transText;
     }
-    WriteDocument(Print(document));
+    WriteDocument(PrintDocument(document));
 }
 
 void JsonView::ShowCheckins(const std::vector<Checkin>& checkins) {
@@ -46,24 +35,44 @@ void JsonView::ShowCheckins(const std::vector<Checkin>& checkins) {
     }
     const Json document = {
         {"id", static_cast<unsigned int>(AI_SUB_ID_CHECKIN)}, {"kind", "checkin"}, {"people", people}};
-    WriteDocument(Print(document));
+    WriteDocument(PrintDocument(document));
+}
+
+void JsonView::ShowControl(const ControlStatus& status) {
+    WriteDocument(PrintDocument({{"id", static_cast<unsigned int>(AI_SUB_ID_CONF_CTRL)},
+                                 {"kind", "control"},
+                                 {"status", status.status},
+                                 {"srcLang", status.srcLang},
+                                 {"dstLang", status.dstLang},
+                                 {"enforce", status.enforce}}));
+}
+
+void JsonView::ShowSites(const SiteList& sites) {
+    Json list = Json::array();
+    for (const Site& site : sites.sites) {
+        list.push_back({{"id", site.id}, {"name", site.name}});
+    }
+    WriteDocument(PrintDocument({{"id", static_cast<unsigned int>(AI_SUB_ID_CONF_SITE)},
+                                 {"kind", "sites"},
+                                 {"type", sites.type},
+                                 {"count", sites.sites.size()},
+                                 {"sites", list}}));
+}
+
+void JsonView::ShowOverlay(bool paused) {
+    WriteDocument(PrintDocument({{"id", static_cast<unsigned int>(AI_SUB_ID_CAPTION_OVERLAY)},
+                                 {"kind", "overlay"},
+                                 {"pause", paused}}));
 }
 
 void JsonView::ShowOther(const TagAiCloudSrvResult& result) {
     const Json document = {
         {"id", static_cast<unsigned int>(result.id)}, {"kind", "other"}, {"bytes", result.len}};
-    WriteDocument(Print(document));
+    WriteDocument(PrintDocument(document));
 }
 
 void JsonView::ShowLink(const KeeperNotice& notice) {
-    Json document = {{"kind", "link"}, {"state", NoticeWord(notice)}};
-    if (!notice.problem.text.empty()) {
-        document["problem"] = notice.problem.text;
-    }
-    if (notice.kind == KeeperNotice::Kind::kBackingOff) {
-        document["waitMs"] = notice.wait.count();
-    }
-    WriteDocument(Print(document));
+    WriteDocument(PrintDocument(LinkDocument(notice)));
 }
 
 void JsonView::WriteDocument(const std::string& document) {

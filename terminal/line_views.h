@@ -24,6 +24,9 @@ public:
 
     void ShowCaption(const Caption& caption) override;
     void ShowCheckins(const std::vector<Checkin>& checkins) override;
+    void ShowControl(const ControlStatus& status) override;
+    void ShowSites(const SiteList& sites) override;
+    void ShowOverlay(bool paused) override;
     void ShowOther(const TagAiCloudSrvResult& result) override;
     void ShowLink(const KeeperNotice& notice) override;
     void Tick(std::chrono::steady_clock::time_point) override {}
@@ -47,6 +50,9 @@ public:
 
     void ShowCaption(const Caption& caption) override;
     void ShowCheckins(const std::vector<Checkin>& checkins) override;
+    void ShowControl(const ControlStatus& status) override;
+    void ShowSites(const SiteList& sites) override;
+    void ShowOverlay(bool paused) override;
     void ShowOther(const TagAiCloudSrvResult& result) override;
     void ShowLink(const KeeperNotice& notice) override;
     void Tick(std::chrono::steady_clock::time_point) override {}

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "conference_text.h"
 #include "notices.h"
 #include "text_layout.h"
 
@@ -49,15 +50,36 @@ void LiveView::ShowCheckins(const std::vector<Checkin>& checkins) {
     Redraw(finished);
 }
 
+void LiveView::ShowControl(const ControlStatus& status) {
+    const MutexLock lock(m_mutex);
+    m_control = Printable(ControlText(status));
+    ShowEvent("#", kColourYellow, "control: " + m_control);
+}
+
+void LiveView::ShowSites(const SiteList& sites) {
+    const MutexLock lock(m_mutex);
+    m_lastSites = sites.sites.size();
+    ShowEvent("@", kColourGreen, Printable(SitesText(sites)));
+}
+
+void LiveView::ShowOverlay(bool paused) {
+    const MutexLock lock(m_mutex);
+    m_overlay = paused ? "paused" : "shown";
+    ShowEvent(paused ? "|" : ">", kColourYellow, "overlay: " + OverlayText(paused));
+}
+
 void LiveView::ShowOther(const TagAiCloudSrvResult& result) {
     const MutexLock lock(m_mutex);
+    ShowEvent("*", kColourDim,
+              "result " + std::to_string(result.id) + ", " + std::to_string(result.len) + " bytes");
+}
+
+void LiveView::ShowEvent(const char* mark, unsigned int colour, const std::string& text) {
     if (m_finished) {
         return;
     }
     std::string finished;
-    AppendEvent("*", kColourDim,
-                "result " + std::to_string(result.id) + ", " + std::to_string(result.len) + " bytes",
-                finished);
+    AppendEvent(mark, colour, text, finished);
     Redraw(finished);
 }
 
@@ -185,6 +207,15 @@ void LiveView::AppendEvent(const char* mark, unsigned int colour, const std::str
     }
 }
 
+std::string LiveView::ConferenceLine(std::size_t width) const {
+    std::string line =
+        m_control + "   overlay " + m_overlay + "   last list of sites " + std::to_string(m_lastSites);
+    if (DisplayWidth(line) > width) {
+        line = FitToWidth(line, width);
+    }
+    return Paint(line, kColourBold, m_settings.colour);
+}
+
 std::string LiveView::StatusLine(std::size_t width) const {
     std::string counts = "   captions " + std::to_string(m_captions);
     if (m_settings.wantsTranslation) {
@@ -209,6 +240,10 @@ void LiveView::Redraw(const std::string& finished) {
     if (!m_finished) {
         for (std::size_t i = 0; i < std::min(m_rows.size(), kLiveRowsShown); ++i) {
             live += LayOutRow(m_rows[i].row, style).front() + "\n";
+            ++lines;
+        }
+        if (m_settings.wholeConference) {
+            live += ConferenceLine(width) + "\n";
             ++lines;
         }
         live += StatusLine(width);

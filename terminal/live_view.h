@@ -1,7 +1,8 @@
 // live_view.h - the view for a person at a terminal.
 //
 // What is finished scrolls up as in any program. Below it a live region is redrawn in place: one line for
-// each speaker whose text may still change, and a status line. A row leaves the live region when its text is
+// each speaker whose text may still change, and a status line; when the whole conference is watched, also a
+// line with its state. A row leaves the live region when its text is
 // final and, where a translation is wanted, that is final too or did not come in time.
 //
 // Threads: every function is callable from any thread. Locks: m_mutex guards everything; it is held while the
@@ -25,6 +26,7 @@ class LiveView : public ResultView {
 public:
     struct Settings {
         bool wantsTranslation = false;
+        bool wholeConference = false;  // a line for control, overlay and sites above the status line
         bool colour = true;
         std::function<std::size_t()> terminalWidth;
         std::function<std::string()> timeOfDay;
@@ -42,6 +44,9 @@ public:
 
     void ShowCaption(const Caption& caption) override;
     void ShowCheckins(const std::vector<Checkin>& checkins) override;
+    void ShowControl(const ControlStatus& status) override;
+    void ShowSites(const SiteList& sites) override;
+    void ShowOverlay(bool paused) override;
     void ShowOther(const TagAiCloudSrvResult& result) override;
     void ShowLink(const KeeperNotice& notice) override;
     void Tick(std::chrono::steady_clock::time_point now) override;
@@ -67,6 +72,10 @@ private:
     void AppendRow(const CaptionRow& row, std::string& out);
     void AppendEvent(const char* mark, unsigned int colour, const std::string& text, std::string& out);
     std::string StatusLine(std::size_t width) const QUOR_TERMINAL_REQUIRES(m_mutex);
+    std::string ConferenceLine(std::size_t width) const QUOR_TERMINAL_REQUIRES(m_mutex);
+    // One event without a speaker, above the live region.
+    void ShowEvent(const char* mark, unsigned int colour, const std::string& text)
+        QUOR_TERMINAL_REQUIRES(m_mutex);
     // Writes finished above the live region and draws that anew.
     void Redraw(const std::string& finished) QUOR_TERMINAL_REQUIRES(m_mutex);
     std::size_t UsableWidth() const;
@@ -81,6 +90,9 @@ private:
     std::string m_linkState QUOR_TERMINAL_GUARDED_BY(m_mutex);
     bool m_linkUp QUOR_TERMINAL_GUARDED_BY(m_mutex) = false;
     bool m_finished QUOR_TERMINAL_GUARDED_BY(m_mutex) = false;
+    std::string m_control QUOR_TERMINAL_GUARDED_BY(m_mutex) = "captions: not told yet";
+    std::string m_overlay QUOR_TERMINAL_GUARDED_BY(m_mutex) = "shown";
+    std::size_t m_lastSites QUOR_TERMINAL_GUARDED_BY(m_mutex) = 0;  // in the last message about them
     unsigned long m_captions QUOR_TERMINAL_GUARDED_BY(m_mutex) = 0;
     unsigned long m_translations QUOR_TERMINAL_GUARDED_BY(m_mutex) = 0;
     unsigned long m_checkins QUOR_TERMINAL_GUARDED_BY(m_mutex) = 0;

@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "conference_text.h"
 #include "line_views.h"
 #include "notices.h"
 #include "text_layout.h"
@@ -33,6 +34,18 @@ void PlainView::ShowCheckins(const std::vector<Checkin>& checkins) {
         const std::string& who = checkin.participant.empty() ? checkin.name : checkin.participant;
         WriteLine(who, "check-in", checkin.account + "  " + checkin.time);
     }
+}
+
+void PlainView::ShowControl(const ControlStatus& status) {
+    WriteLine("", "control", ControlText(status));
+}
+
+void PlainView::ShowSites(const SiteList& sites) {
+    WriteLine("", "sites", SitesText(sites));
+}
+
+void PlainView::ShowOverlay(bool paused) {
+    WriteLine("", "overlay", OverlayText(paused));
 }
 
 void PlainView::ShowOther(const TagAiCloudSrvResult& result) {

@@ -26,9 +26,14 @@ void ResultObserver::Update(const TagAiCloudSrvResult& result) noexcept {
             break;
         case AI_SUB_ID_WS_CONNECTED:
             if (ReadLinkId(result, linkId)) {
-                if (linkId != 0) {  // 0 is the manager link, which this program does not open
-                    m_keeper.OnConnected(linkId);
-                }
+                m_keeper.OnConnected(linkId);
+                return;
+            }
+            break;
+        case AI_SUB_ID_CONF_CTRL:
+        case AI_SUB_ID_CONF_SITE:
+        case AI_SUB_ID_CAPTION_OVERLAY:
+            if (ShowConference(result)) {
                 return;
             }
             break;
@@ -37,6 +42,28 @@ void ResultObserver::Update(const TagAiCloudSrvResult& result) noexcept {
             return;
     }
     m_statistics.CountUnreadable();
+}
+
+bool ResultObserver::ShowConference(const TagAiCloudSrvResult& result) {
+    ControlStatus control;
+    SiteList sites;
+    bool paused = false;
+    if (ReadControl(result, control)) {
+        m_statistics.CountControl();
+        m_view.ShowControl(control);
+        return true;
+    }
+    if (ReadSites(result, sites)) {
+        m_statistics.CountSites(sites.sites.size());
+        m_view.ShowSites(sites);
+        return true;
+    }
+    if (ReadOverlay(result, paused)) {
+        m_statistics.CountOverlay();
+        m_view.ShowOverlay(paused);
+        return true;
+    }
+    return false;
 }
 
 }  // namespace quor_terminal

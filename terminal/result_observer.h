@@ -21,6 +21,9 @@ public:
     void Update(const TagAiCloudSrvResult& result) noexcept override;
 
 private:
+    // Control, sites and overlay. False: the record is too short for its id.
+    bool ShowConference(const TagAiCloudSrvResult& result);
+
     LinkKeeper& m_keeper;
     Statistics& m_statistics;
     ResultView& m_view;

@@ -1,6 +1,7 @@
 #include "results.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 namespace quor_terminal {
@@ -54,6 +55,48 @@ bool ReadCheckins(const TagAiCloudSrvResult& result, std::vector<Checkin>& check
         checkins.push_back({FieldText(entry.name), FieldText(entry.account), FieldText(entry.checkInTime),
                             FieldText(entry.type), FieldText(entry.participantName)});
     }
+    return true;
+}
+
+bool ReadControl(const TagAiCloudSrvResult& result, ControlStatus& status) {
+    TagQuorAiConfCtrlStatusInfo record;
+    if (result.id != AI_SUB_ID_CONF_CTRL || !CopyRecord(result, record)) {
+        return false;
+    }
+    status.status = record.status;
+    status.srcLang = FieldText(record.srcLang);
+    status.dstLang = FieldText(record.dstLang);
+    status.enforce = record.enforce;
+    return true;
+}
+
+// The result ends with the last site, so the record is not copied whole, and its count is not believed beyond
+// what the length holds.
+bool ReadSites(const TagAiCloudSrvResult& result, SiteList& sites) {
+    if (result.id != AI_SUB_ID_CONF_SITE || result.data == nullptr || result.len < kQuorAiSiteHeadSize) {
+        return false;
+    }
+    unsigned int count = 0;
+    std::memcpy(&sites.type, result.data + offsetof(TagQuorAiSiteInfoList, type), sizeof sites.type);
+    std::memcpy(&count, result.data + offsetof(TagQuorAiSiteInfoList, count), sizeof count);
+    if (count > (result.len - kQuorAiSiteHeadSize) / sizeof(TagQuorAiSiteInfo)) {
+        return false;
+    }
+    sites.sites.reserve(count);
+    TagQuorAiSiteInfo record;
+    for (unsigned int i = 0; i < count; ++i) {
+        std::memcpy(&record, result.data + kQuorAiSiteHeadSize + i * sizeof record, sizeof record);
+        sites.sites.push_back({FieldText(record.id), FieldText(record.name)});
+    }
+    return true;
+}
+
+bool ReadOverlay(const TagAiCloudSrvResult& result, bool& paused) {
+    TagQuorAiConfCtrlStatusInfo record;
+    if (result.id != AI_SUB_ID_CAPTION_OVERLAY || !CopyRecord(result, record)) {
+        return false;
+    }
+    paused = record.pause != 0;
     return true;
 }
 

@@ -37,9 +37,31 @@ struct Checkin {
     std::string participant;
 };
 
+// The switch for captions that the conference's control sends.
+struct ControlStatus {
+    int status = 0;  // 1 on, 0 off
+    std::string srcLang;
+    std::string dstLang;
+    int enforce = -1;  // -1: the server did not say
+};
+
+struct Site {
+    std::string id;
+    std::string name;
+};
+
+// One message about sites: how it says that the list changed, and the sites in it.
+struct SiteList {
+    unsigned int type = 0;
+    std::vector<Site> sites;
+};
+
 // Copies a result's record. False: the result is of another kind or too short for its record.
 bool ReadCaption(const TagAiCloudSrvResult& result, Caption& caption);
 bool ReadCheckins(const TagAiCloudSrvResult& result, std::vector<Checkin>& checkins);
+bool ReadControl(const TagAiCloudSrvResult& result, ControlStatus& status);
+bool ReadSites(const TagAiCloudSrvResult& result, SiteList& sites);
+bool ReadOverlay(const TagAiCloudSrvResult& result, bool& paused);
 bool ReadLinkId(const TagAiCloudSrvResult& result, unsigned int& linkId);
 
 // Where results are shown. Results come on the link event thread, link notices and ticks on the control
@@ -50,6 +72,10 @@ public:
 
     virtual void ShowCaption(const Caption& caption) = 0;
     virtual void ShowCheckins(const std::vector<Checkin>& checkins) = 0;
+    virtual void ShowControl(const ControlStatus& status) = 0;
+    virtual void ShowSites(const SiteList& sites) = 0;
+    // The switch for this terminal; those for others never get here.
+    virtual void ShowOverlay(bool paused) = 0;
     // A result that has no shape of its own here.
     virtual void ShowOther(const TagAiCloudSrvResult& result) = 0;
     virtual void ShowLink(const KeeperNotice& notice) = 0;

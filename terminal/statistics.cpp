@@ -68,6 +68,22 @@ void Statistics::CountCheckins(std::size_t people) {
     m_counts.checkins += people;
 }
 
+void Statistics::CountControl() {
+    const MutexLock lock(m_mutex);
+    ++m_counts.controls;
+}
+
+void Statistics::CountSites(std::size_t sites) {
+    const MutexLock lock(m_mutex);
+    ++m_counts.siteMessages;
+    m_counts.sites += sites;
+}
+
+void Statistics::CountOverlay() {
+    const MutexLock lock(m_mutex);
+    ++m_counts.overlays;
+}
+
 StatisticsSnapshot Statistics::Snapshot() const {
     const MutexLock lock(m_mutex);
     return m_counts;

@@ -1,6 +1,6 @@
 // statistics.h - what arrived, counted: the basis of the summary.
 //
-// Threads: CountResult, CountCaption and CountCheckins run on the link event thread, Snapshot on any.
+// Threads: the counting functions run on the link event thread, Snapshot on any.
 // Locks: m_mutex guards everything.
 #ifndef QUOR_TERMINAL_STATISTICS_H
 #define QUOR_TERMINAL_STATISTICS_H
@@ -30,6 +30,10 @@ struct StatisticsSnapshot {
     TextCounts translations;
     std::uint64_t checkinMessages = 0;
     std::uint64_t checkins = 0;  // people in them
+    std::uint64_t controls = 0;
+    std::uint64_t siteMessages = 0;
+    std::uint64_t sites = 0;  // in them
+    std::uint64_t overlays = 0;
 };
 
 class Statistics {
@@ -42,6 +46,10 @@ public:
     bool CountCaption(const Caption& caption) QUOR_TERMINAL_EXCLUDES(m_mutex);
 
     void CountCheckins(std::size_t people) QUOR_TERMINAL_EXCLUDES(m_mutex);
+
+    void CountControl() QUOR_TERMINAL_EXCLUDES(m_mutex);
+    void CountSites(std::size_t sites) QUOR_TERMINAL_EXCLUDES(m_mutex);
+    void CountOverlay() QUOR_TERMINAL_EXCLUDES(m_mutex);
 
     StatisticsSnapshot Snapshot() const QUOR_TERMINAL_EXCLUDES(m_mutex);
 

@@ -47,6 +47,13 @@ std::string SummaryText(const Summary& summary) {
     AppendLine(out, "check-ins",
                std::to_string(counts.checkins) + " people in " + std::to_string(counts.checkinMessages) +
                    " messages");
+    if (summary.wholeConference) {
+        AppendLine(out, "control", std::to_string(counts.controls) + " messages");
+        AppendLine(
+            out, "sites",
+            std::to_string(counts.sites) + " sites in " + std::to_string(counts.siteMessages) + " messages");
+        AppendLine(out, "overlay", std::to_string(counts.overlays) + " switches of this terminal");
+    }
     AppendLine(out, "link",
                std::to_string(summary.connects) + " connects, " + std::to_string(summary.losses) +
                    " losses, " + std::to_string(Reconnects(summary)) + " reconnects");
@@ -72,6 +79,9 @@ std::string SummaryJson(const Summary& summary) {
         {"captions", TextCountsJson(counts.captions)},
         {"translations", TextCountsJson(counts.translations)},
         {"checkins", {{"messages", counts.checkinMessages}, {"people", counts.checkins}}},
+        {"control", {{"messages", counts.controls}}},
+        {"sites", {{"messages", counts.siteMessages}, {"sites", counts.sites}}},
+        {"overlay", {{"messages", counts.overlays}}},
         {"unreadable", counts.unreadable},
         {"link",
          {{"connects", summary.connects}, {"losses", summary.losses}, {"reconnects", Reconnects(summary)}}},

@@ -14,6 +14,7 @@ struct Summary {
     unsigned int losses = 0;    // of such links
     double seconds = 0;
     int exitCode = 0;
+    bool wholeConference = false;  // control, sites and overlay were wanted too
 };
 
 std::string SummaryText(const Summary& summary);

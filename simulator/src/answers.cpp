@@ -63,7 +63,7 @@ void AnswerQueue::PlanModelAnswer(const ReceivedSend& send, bool manager, TimePo
         body["seqNum"] = number;
         body["reqType"] = kind;
         body["piece"] = piece;
-        body["content"] = piece == 0 ? "You asked: " + prompt : "part " + std::to_string(piece);
+        body["content"] = piece == 0 ? "You asked: " + prompt : "; piece " + std::to_string(piece);
         body["final"] = piece + 1 == kPieces;
         const std::string text = body.dump(-1, ' ', false, Json::error_handler_t::replace);
         const auto due = now + (piece + 1) * kPieceInterval;

@@ -41,7 +41,7 @@ void ExpectUsageError(const std::vector<std::string>& arguments, const std::stri
 TEST(CommandLine, CaptionsWithEverythingItNeeds) {
     const ParsedCommandLine parsed = Parse(Captions({"--translate", "zh-CN", "--json", "--duration", "1.5"}));
     ASSERT_EQ(parsed.run, &RunCaptions) << parsed.error;
-    const CaptionsOptions& options = parsed.options.captions;
+    const ShowOptions& options = parsed.options.captions;
     EXPECT_EQ(options.server.host, "conf.example.org");
     EXPECT_EQ(options.server.port, 443U);
     EXPECT_EQ(options.language, "en-US");

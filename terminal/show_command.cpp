@@ -1,10 +1,9 @@
-// captions_command.cpp - 'quor-terminal captions': the parts of this program put together.
+// show_command.cpp - 'quor-terminal captions' and 'watch': the parts of this program put together.
 //
 // This thread is the application's control thread: it makes every public call of the library, drives the link
 // keeper and takes everything down again in the reverse order.
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <memory>
@@ -21,57 +20,18 @@
 #include "output.h"
 #include "quor_platform_linux/host.h"
 #include "result_observer.h"
+#include "session.h"
 #include "signal_watcher.h"
 #include "summary.h"
 
 namespace quor_terminal {
 namespace {
 
-std::chrono::milliseconds Milliseconds(double seconds) {
-    // Longer than anyone runs a program, and far from the end of any clock.
-    constexpr double kLongestSeconds = 1e9;
-    return std::chrono::milliseconds(static_cast<std::int64_t>(std::min(seconds, kLongestSeconds) * 1000.0));
-}
+// The two subcommands differ in what they subscribe and in what their views make room for.
+enum class Show { kCaptions, kWholeConference };
 
-void PrintError(const std::string& text) {
-    WriteAll(STDERR_FILENO, "quor-terminal: " + text + "\n");
-}
-
-bool ConfigurePlatform(const CaptionsOptions& options) {
-    quor_platform::LogSettings log;
-    log.file = options.logFile;
-    log.level = options.logLevel;
-    if (!quor_platform::SetLogSettings(log)) {
-        PrintError(options.logFile + " cannot be written: " + quor_platform::LastFailure().text);
-        return false;
-    }
-    quor_platform::SetTraceLevel(static_cast<unsigned char>(options.traceLevel));
-
-    quor_platform::TlsSettings tls;
-    if (!options.caFile.empty()) {
-        tls.caFile = options.caFile;
-    }
-    tls.caDirectory = options.caDirectory;
-    tls.insecureSkipVerification = options.insecureLab;
-    if (options.insecureLab) {
-        PrintError("--insecure-lab: the server's certificate is not checked; anyone may be at the other end");
-    }
-    quor_platform::SetTlsSettings(tls);
-
-    quor_platform::LinkSettings link;
-    link.connectTimeout = Milliseconds(options.connectTimeoutSeconds);
-    link.handshakeTimeout = Milliseconds(options.connectTimeoutSeconds);
-    quor_platform::SetLinkSettings(link);
-
-    // The check-in subscription takes its token from the login client, every time anew.
-    quor_platform::SetTokenSource([options](std::string& token) {
-        std::string message;
-        return FetchToken(options, token, message) ? 0 : 1;
-    });
-    return true;
-}
-
-std::unique_ptr<ResultView> MakeView(const CaptionsOptions& options, const std::function<void()>& onBroken) {
+std::unique_ptr<ResultView> MakeView(const ShowOptions& options, Show what,
+                                     const std::function<void()>& onBroken) {
     TextSink results = MakeFileSink(STDOUT_FILENO, onBroken);
     if (options.json) {
         return std::make_unique<JsonView>(std::move(results));
@@ -83,6 +43,7 @@ std::unique_ptr<ResultView> MakeView(const CaptionsOptions& options, const std::
     }
     LiveView::Settings settings;
     settings.wantsTranslation = !options.translation.empty();
+    settings.wholeConference = what == Show::kWholeConference;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): as above
     const char* const noColour = std::getenv("NO_COLOR");
     settings.colour = noColour == nullptr || *noColour == '\0';
@@ -91,31 +52,36 @@ std::unique_ptr<ResultView> MakeView(const CaptionsOptions& options, const std::
     return std::make_unique<LiveView>(std::move(results), std::move(settings));
 }
 
-std::vector<ChannelLink::Service> WantedServices(const CaptionsOptions& options) {
-    std::vector<ChannelLink::Service> services = {{AI_SUB_ID_CHECKIN, ""},
-                                                  {AI_SUB_ID_CAPTION, options.language}};
+// The report comes first: by it the library knows the uri of this terminal, and the server what it can do.
+std::vector<ChannelLink::Service> WantedServices(const ShowOptions& options, Show what) {
+    std::vector<ChannelLink::Service> services = {
+        {AI_SUB_ID_ABILITY_REPORT, ""}, {AI_SUB_ID_CHECKIN, ""}, {AI_SUB_ID_CAPTION, options.language}};
     if (!options.translation.empty()) {
         services.push_back({AI_SUB_ID_TRANSLATION, options.translation});
+    }
+    if (what == Show::kWholeConference) {
+        services.push_back({AI_SUB_ID_CONF_CTRL, ""});
+        services.push_back({AI_SUB_ID_CONF_SITE, ""});
+        services.push_back({AI_SUB_ID_CAPTION_OVERLAY, ""});
     }
     return services;
 }
 
-KeeperPolicy Policy(const CaptionsOptions& options) {
-    KeeperPolicy policy;
-    policy.retryFirst = options.wait;
-    policy.retryRefused = options.retryRefused;
-    policy.giveUpAfter = Milliseconds(options.giveUpAfterSeconds);
-    return policy;
+ChannelLink::Session SessionOf(const ShowOptions& options, Show what) {
+    ChannelLink::Session session;
+    session.conference = options.conference;
+    session.uri = options.uri;
+    session.terminal = options.terminal;
+    session.services = WantedServices(options, what);
+    session.fetchToken = [&options](std::string& token, std::string& message) {
+        return FetchToken(options, token, message);
+    };
+    return session;
 }
 
 int Conclude(const LinkKeeper& keeper, bool outputBroken) {
     if (keeper.CurrentState() == LinkKeeper::State::kGivenUp) {
-        const LinkProblem problem = keeper.FinalProblem();
-        PrintError(problem.text);
-        if (!problem.advice.empty()) {
-            PrintError(problem.advice);
-        }
-        return problem.exitCode;
+        return TellProblem(keeper.FinalProblem());
     }
     if (outputBroken) {
         PrintError("standard output cannot be written any more");
@@ -125,17 +91,17 @@ int Conclude(const LinkKeeper& keeper, bool outputBroken) {
 }
 
 // Everything that one run of the command owns. Members are in the order in which they depend on each other.
-class CaptionsRun {
+class ShowRun {
 public:
-    CaptionsRun(const CaptionsOptions& options, const TagQuorAiKelLoginInfo& login)
+    // options outlives the run.
+    ShowRun(const ShowOptions& options, Show what, const TagQuorAiKelLoginInfo& login)
         : m_options(options),
+          m_what(what),
           m_started(std::chrono::steady_clock::now()),
-          m_link(login, options.conference, WantedServices(options),
-                 [this](std::string& token, std::string& message) {
-                     return FetchToken(m_options, token, message);
-                 }),
-          m_keeper(m_link, Policy(options), [this](const KeeperNotice& notice) { m_view->ShowLink(notice); }),
-          m_view(MakeView(options, [this] {
+          m_link(login, SessionOf(options, what)),
+          m_keeper(m_link, PolicyOf(options),
+                   [this](const KeeperNotice& notice) { m_view->ShowLink(notice); }),
+          m_view(MakeView(options, what, [this] {
               m_outputBroken.store(true);
               m_keeper.Stop();
           })) {}
@@ -172,6 +138,7 @@ private:
         summary.losses = m_keeper.TimesLost();
         summary.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
         summary.exitCode = exitCode;
+        summary.wholeConference = m_what == Show::kWholeConference;
         return summary;
     }
 
@@ -196,7 +163,8 @@ private:
         return written || exitCode != kExitOk ? exitCode : kExitFailure;
     }
 
-    const CaptionsOptions& m_options;
+    const ShowOptions& m_options;
+    const Show m_what;
     const std::chrono::steady_clock::time_point m_started;
     std::atomic<bool> m_outputBroken{false};
     Mutex m_fileMutex;  // the summary file: written at the end and, on SIGUSR1, before
@@ -206,11 +174,8 @@ private:
     const std::unique_ptr<ResultView> m_view;
 };
 
-}  // namespace
-
-int RunCaptions(const Options& options) {
+int RunShow(const ShowOptions& wanted, Show what) {
     SignalWatcher::BlockSignals();
-    const CaptionsOptions& wanted = options.captions;
     TemporaryKeyFile temporaryKey;
     TagQuorAiKelLoginInfo login;
     std::string message;
@@ -223,9 +188,19 @@ int RunCaptions(const Options& options) {
         PrintError(message);
         return kExitFailure;
     }
-    CaptionsRun run(wanted, login);
+    ShowRun run(wanted, what, login);
     explicit_bzero(&login, sizeof login);
     return run.Run(temporaryKey);
+}
+
+}  // namespace
+
+int RunCaptions(const Options& options) {
+    return RunShow(options.captions, Show::kCaptions);
+}
+
+int RunWatch(const Options& options) {
+    return RunShow(options.watch, Show::kWholeConference);
 }
 
 }  // namespace quor_terminal

@@ -1,0 +1,144 @@
+// program_fixture.h - quor-simulator and quor-terminal as processes of their own, over TLS on the loopback
+// interface.
+#ifndef QUOR_TESTS_TERMINAL_PROGRAM_FIXTURE_H
+#define QUOR_TESTS_TERMINAL_PROGRAM_FIXTURE_H
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "exit_codes.h"
+#include "process.h"
+
+namespace quor_terminal {
+
+using Json = nlohmann::json;
+
+struct SimulatorRun {
+    Process process;
+    int port = 0;
+    std::string caFile;
+    int commands = -1;  // write end of its standard input
+
+    ~SimulatorRun() {
+        if (commands >= 0) {
+            close(commands);
+        }
+    }
+};
+
+class ProgramTest : public testing::Test {
+protected:
+    void SetUp() override {
+        WriteWholeFile(directory.File("password"), "quor-demo\n");
+        WriteWholeFile(directory.File("token"), "good-token\n");
+        WriteWholeFile(directory.File("wrong"), "nonsense\n");
+    }
+
+    void StartSimulator(SimulatorRun& run, std::vector<std::string> more = {}, int port = 0) {
+        const std::string ready = directory.File("ready.json");
+        std::filesystem::remove(ready);
+        std::vector<std::string> command = {QUOR_SIMULATOR_PROGRAM,
+                                            "--port",
+                                            std::to_string(port),
+                                            "--state-dir",
+                                            directory.File("server"),
+                                            "--token",
+                                            "good-token",
+                                            "--ready-file",
+                                            ready,
+                                            "--stats-file",
+                                            directory.File("stats.json")};
+        command.insert(command.end(), more.begin(), more.end());
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        run.process.Start(command, directory.File("simulator.out"), directory.File("simulator.err"), ends[0]);
+        close(ends[0]);
+        run.commands = ends[1];
+        ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(ready) || !run.process.Running(); }));
+        ASSERT_TRUE(run.process.Running()) << ReadWholeFile(directory.File("simulator.err"));
+        const Json document = Json::parse(ReadWholeFile(ready));
+        run.port = document["port"];
+        run.caFile = document["caFile"];
+    }
+
+    // A command line up to the server and the log. Options given later override none of these: a test leaves
+    // out what it gives itself.
+    std::vector<std::string> Base(const std::string& subcommand, const SimulatorRun& simulator,
+                                  const std::vector<std::string>& more) {
+        std::vector<std::string> command = {QUOR_TERMINAL_PROGRAM,
+                                            subcommand,
+                                            "--server",
+                                            "localhost:" + std::to_string(simulator.port),
+                                            "--log-file",
+                                            directory.File("log")};
+        if (std::find(more.begin(), more.end(), "--ca-file") == more.end()) {
+            command.insert(command.end(), {"--ca-file", simulator.caFile});
+        }
+        command.insert(command.end(), more.begin(), more.end());
+        return command;
+    }
+
+    // Adds conference and token, and account and password unless password is empty.
+    void AddConference(std::vector<std::string>& command, const std::string& password,
+                       const std::string& token) const {
+        command.insert(command.end(), {"--conference", "conf-test", "--token-file", directory.File(token)});
+        if (!password.empty()) {
+            command.insert(command.end(),
+                           {"--user", "terminal", "--password-file", directory.File(password)});
+        }
+    }
+
+    // A line on the simulator's standard input.
+    static void Command(const SimulatorRun& simulator, const std::string& line) {
+        const std::string text = line + "\n";
+        ASSERT_EQ(write(simulator.commands, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+
+    void StartTerminal(const std::vector<std::string>& command) {
+        terminal.Start(command, directory.File("out"), directory.File("err"));
+    }
+
+    std::vector<Json> Documents() const {
+        std::vector<Json> documents;
+        std::istringstream lines(ReadWholeFile(directory.File("out")));
+        for (std::string line; std::getline(lines, line) && !lines.eof();) {
+            documents.push_back(Json::parse(line));
+        }
+        return documents;
+    }
+    std::size_t CountResults() const {
+        const std::vector<Json> documents = Documents();
+        return static_cast<std::size_t>(std::count_if(documents.begin(), documents.end(),
+                                                      [](const Json& d) { return d.contains("id"); }));
+    }
+    bool SawState(const std::string& state) const {
+        const std::vector<Json> documents = Documents();
+        return std::any_of(documents.begin(), documents.end(),
+                           [&](const Json& d) { return d["kind"] == "link" && d["state"] == state; });
+    }
+    std::string Errors() const { return ReadWholeFile(directory.File("err")); }
+    std::vector<Json> DocumentsOf(const std::string& kind) const {
+        std::vector<Json> documents = Documents();
+        documents.erase(std::remove_if(documents.begin(), documents.end(),
+                                       [&](const Json& d) { return d["kind"] != kind; }),
+                        documents.end());
+        return documents;
+    }
+    std::string Output() const { return ReadWholeFile(directory.File("out")); }
+    Json SummaryDocument() const { return Json::parse(ReadWholeFile(directory.File("summary.json"))); }
+
+    TemporaryDirectory directory;
+    Process terminal;
+};
+
+}  // namespace quor_terminal
+
+#endif
