@@ -31,7 +31,6 @@ protected:
     void StartSlowSimulator(SimulatorRun& simulator, int bytesPerSecond) {
         ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator));
         ASSERT_NO_FATAL_FAILURE(Command(simulator, "slow " + std::to_string(bytesPerSecond)));
-        ASSERT_TRUE(WaitUntil([&] { return !ReadWholeFile(directory.File("simulator.out")).empty(); }));
     }
     bool AnswerBegan() const { return !DocumentsOf("answer").empty(); }
     Json Outcome() const {
@@ -182,7 +181,6 @@ TEST_F(AskProgramTest, ServersThatAreNotThereOrNotTrusted) {
     EXPECT_EQ(terminal.Wait(), kExitFailure) << Errors();
     EXPECT_NE(Errors().find("--ca-file"), std::string::npos) << Errors();
     ASSERT_NO_FATAL_FAILURE(Command(simulator, "certificate selfSigned"));
-    ASSERT_TRUE(WaitUntil([&] { return !ReadWholeFile(directory.File("simulator.out")).empty(); }));
     StartTerminal(AskManager(simulator, {"Hello"}));
     EXPECT_EQ(terminal.Wait(), kExitNotTrusted) << Errors();
     simulator.process.Signal(SIGTERM);

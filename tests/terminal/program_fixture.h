@@ -62,7 +62,9 @@ protected:
         run.process.Start(command, directory.File("simulator.out"), directory.File("simulator.err"), ends[0]);
         close(ends[0]);
         run.commands = ends[1];
-        ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(ready) || !run.process.Running(); }));
+        ASSERT_TRUE(WaitUntil([&] {
+            return (std::filesystem::exists(ready) && SimulatorLines() >= 1) || !run.process.Running();
+        }));
         ASSERT_TRUE(run.process.Running()) << ReadWholeFile(directory.File("simulator.err"));
         const Json document = Json::parse(ReadWholeFile(ready));
         run.port = document["port"];
@@ -96,10 +98,18 @@ protected:
         }
     }
 
-    // A line on the simulator's standard input.
-    static void Command(const SimulatorRun& simulator, const std::string& line) {
+    // Complete lines that the simulator has printed: one when it listens, then one or more for each command.
+    std::ptrdiff_t SimulatorLines() const {
+        const std::string printed = ReadWholeFile(directory.File("simulator.out"));
+        return std::count(printed.begin(), printed.end(), '\n');
+    }
+
+    // A line on the simulator's standard input; it has been carried out when this returns.
+    void Command(const SimulatorRun& simulator, const std::string& line) {
+        const std::ptrdiff_t before = SimulatorLines();
         const std::string text = line + "\n";
         ASSERT_EQ(write(simulator.commands, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        ASSERT_TRUE(WaitUntil([&] { return SimulatorLines() > before; })) << line;
     }
 
     void StartTerminal(const std::vector<std::string>& command) {
