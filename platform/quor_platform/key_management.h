@@ -9,14 +9,15 @@
 
 QUOR_PLATFORM_BEGIN
 
-/* Bytes that every plaintext buffer handed to QuorOmKeymDecrypt has at least. */
+/* A plaintext buffer of this size serves every sealed text that fits a field of the same size. */
 #define QUOR_OM_KEYM_PLAIN_CAPACITY 624U
 
 /*
  * Opens a text that was sealed for the key domain named. cipherText holds cipherLen characters and need not
- * be terminated. plainText is the caller's, QUOR_OM_KEYM_PLAIN_CAPACITY bytes; it receives at most one less
- * and a terminator; *plainLen receives the length without it. The caller wipes plainText. Result: 0 success.
- * Non-zero: a null argument, no key for the domain, a text of another domain, damaged or too long; then
+ * be terminated. plainText is the caller's and has room for at least cipherLen bytes, and for one where
+ * cipherLen is 0; the plaintext with its terminator is never longer than cipherLen. *plainLen receives the
+ * length without the terminator. The caller wipes plainText. Result: 0 success. Non-zero: a null argument, no
+ * key for the domain, a text of another domain, damaged, too long, or shorter than what it holds; then
  * plainText[0] is 0, *plainLen is 0 and nothing of the secret stays in platform memory.
  */
 unsigned int QuorOmKeymDecrypt(const char* domain, const char* cipherText, unsigned int cipherLen,
