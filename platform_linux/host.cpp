@@ -2,6 +2,7 @@
 
 #include "quor_platform_linux/host.h"
 
+#include "platform_linux/dns/address_names.h"
 #include "platform_linux/services.h"
 #include "platform_linux/thread_annotations.h"
 #include "platform_linux/websocket/links.h"
@@ -13,10 +14,22 @@ constinit internal::Mutex shutdownMutex;  // one shutdown at a time
 
 }  // namespace
 
-// Links first: their events may use timers and messages; everything logs.
+void AbortRequests() {
+    internal::AbortHttp(true);
+    internal::BlockingLookups().Block(true);
+    internal::BlockingLookups().CancelAll();
+}
+
+void AllowRequests() {
+    internal::BlockingLookups().Block(false);
+    internal::AbortHttp(false);
+}
+
+// Links and requests first: their callbacks may use timers and messages; everything logs.
 void Shutdown() {
     const internal::MutexLock lock(shutdownMutex);
     ShutdownLinks();
+    internal::ShutdownHttp();
     internal::ShutdownTimers();
     internal::ShutdownMessages();
     internal::ShutdownLogs();

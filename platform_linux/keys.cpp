@@ -39,13 +39,14 @@ constexpr std::string_view kVersion = "q1.";
 constexpr std::size_t kNonceBytes = 12;
 constexpr std::size_t kTagBytes = 16;
 constexpr std::size_t kMaxDomainBytes = 64;
-constexpr std::size_t kMaxPlainBytes = QUOR_OM_KEYM_PLAIN_CAPACITY - 1;
+// The longest sealed text that is opened: the widest field that sealed texts travel in.
+constexpr std::size_t kMaxSealedLength = 1024;
 
 constexpr std::size_t SealedLength(std::size_t plainBytes) {
     return kVersion.size() + internal::Base64EncodedLength(kNonceBytes + plainBytes + kTagBytes);
 }
 
-// Sealed texts travel in text fields of QUOR_OM_KEYM_PLAIN_CAPACITY characters.
+// What SealSecret makes fits the narrower fields too.
 static_assert(SealedLength(kMaxSecretBytes) < QUOR_OM_KEYM_PLAIN_CAPACITY);
 static_assert(SealedLength(kMaxSecretBytes + 1) >= QUOR_OM_KEYM_PLAIN_CAPACITY);
 
@@ -160,7 +161,7 @@ bool Decrypt(const SecretKey& key, std::string_view domain, std::vector<unsigned
 
 // The bytes inside a sealed text; empty: it is none, and the reason is recorded.
 std::vector<unsigned char> Unwrap(std::string_view text) {
-    if (text.size() > SealedLength(kMaxPlainBytes)) {
+    if (text.size() > kMaxSealedLength) {
         RefuseKey(0, "the sealed text is too long");
         return {};
     }
@@ -171,7 +172,7 @@ std::vector<unsigned char> Unwrap(std::string_view text) {
     text.remove_prefix(kVersion.size());
     std::vector<unsigned char> sealed(internal::Base64DecodedLength(text));
     const std::size_t around = kNonceBytes + kTagBytes;
-    if (sealed.size() <= around || sealed.size() > around + kMaxPlainBytes) {
+    if (sealed.size() <= around) {
         RefuseKey(0, "the sealed text is damaged: its base64 is bad or its length is");
         return {};
     }
@@ -191,11 +192,14 @@ bool IsSealable(std::string_view plainText) {
 bool Open(std::string_view domain, std::string_view cipherText, char* plainText, unsigned int* plainLen) {
     SecretKey key;
     std::vector<unsigned char> sealed = Unwrap(cipherText);
-    SecretBytes<QUOR_OM_KEYM_PLAIN_CAPACITY> plain;
+    SecretBytes<kMaxSealedLength> plain;  // sealing makes a text longer
     if (sealed.empty() || !LoadKey(domain, key) || !Decrypt(key, domain, sealed, plain.Data())) {
         return false;
     }
     const std::size_t length = sealed.size() - kNonceBytes - kTagBytes;
+    if (length >= cipherText.size()) {  // the caller's buffer is as long as the sealed text
+        return RefuseKey(0, "the sealed text is shorter than what it holds");
+    }
     std::memcpy(plainText, plain.Data(), length);
     plainText[length] = '\0';
     *plainLen = static_cast<unsigned int>(length);

@@ -7,6 +7,12 @@
 
 namespace quor_platform::internal {
 
+// Cancels every HTTPS request. The transport stays initialised if it was.
+void ShutdownHttp();
+
+// The HTTPS requests' side of AbortRequests and AllowRequests (host.h).
+void AbortHttp(bool abort);
+
 // Stops every timer. Handles stay valid until OsFreeRelTimer.
 void ShutdownTimers();
 

@@ -18,9 +18,9 @@ packagesOf() {
     case $1 in
         build)
             echo g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libboost1.81-dev libssl-dev \
-                libcjson-dev libspdlog-dev libcli11-dev nlohmann-json3-dev
+                libcjson-dev libspdlog-dev libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libc-ares-dev
             ;;
-        test) echo libgtest-dev libgmock-dev python3:python3 openssl:openssl ;;
+        test) echo libgtest-dev libgmock-dev python3:python3 openssl:openssl dnsmasq-base ;;
         sanitize) echo clang-14:clang-14 libclang-rt-14-dev llvm-14:llvm-symbolizer-14 ;;
         lint)
             echo clang-14:clang-14 clang-tidy-14:clang-tidy-14 clang-format-14:clang-format-14 \

@@ -118,6 +118,10 @@ const char* StageName(Stage stage) {
             return "key";
         case Stage::kToken:
             return "token";
+        case Stage::kAnswer:
+            return "answer";
+        case Stage::kAborted:
+            return "aborted";
     }
     return "unknown";
 }

@@ -1,18 +1,12 @@
 #include "platform_linux/websocket/tls_client.h"
 
-#include <openssl/err.h>
+#include <arpa/inet.h>
 #include <openssl/x509v3.h>
 
-#include <arpa/inet.h>
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
 #include <utility>
+
+#include "platform_linux/trust_store.h"
 
 namespace quor_platform::internal {
 namespace {
@@ -30,61 +24,6 @@ bool SetFailure(Failure* failure, int systemError, std::string text) {
     return false;
 }
 
-// "3a1b2c4d.0": the name under which a certificate directory keeps a certificate.
-bool IsHashedName(const std::string& name) {
-    constexpr std::size_t kHashDigits = 8;
-    const auto isHex = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    return name.size() > kHashDigits + 1 && name[kHashDigits] == '.' &&
-           std::all_of(name.begin(), name.begin() + kHashDigits, isHex) &&
-           std::all_of(name.begin() + kHashDigits + 1, name.end(), isDigit);
-}
-
-bool TrustDirectory(SSL_CTX* context, const std::string& directory, Failure* failure) {
-    std::error_code error;
-    std::filesystem::directory_iterator entries(directory, error);
-    if (error) {
-        return SetFailure(failure, error.value(),
-                          "the CA directory " + directory + " cannot be read: " + error.message());
-    }
-    bool found = false;
-    for (; !found && !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
-        found = IsHashedName(entries->path().filename().string());
-    }
-    if (!found) {
-        return SetFailure(failure, 0,
-                          "the CA directory " + directory + " holds no certificate under a hash name");
-    }
-    if (SSL_CTX_load_verify_dir(context, directory.c_str()) != 1) {
-        return SetFailure(failure, 0, "the CA directory " + directory + " cannot be used");
-    }
-    return true;
-}
-
-bool TrustFile(SSL_CTX* context, const std::string& file, Failure* failure) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) {
-        const std::string reason = error ? error.message() : "not a file";
-        return SetFailure(failure, error.value(), "the CA file " + file + " cannot be read: " + reason);
-    }
-    errno = 0;
-    if (!std::ifstream(file, std::ios::binary)) {
-        const int systemError = errno;
-        return SetFailure(
-            failure, systemError,
-            "the CA file " + file + " cannot be read: " + std::generic_category().message(systemError));
-    }
-    ERR_clear_error();
-    if (SSL_CTX_load_verify_file(context, file.c_str()) != 1) {
-        const unsigned long tlsError = ERR_peek_last_error();
-        ERR_clear_error();
-        SetFailure(failure, 0, "the CA file " + file + " holds no usable certificate");
-        failure->tlsError = tlsError;
-        return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 SslContext MakeClientContext(const TlsSettings& settings, Failure* failure) {
@@ -97,13 +36,14 @@ SslContext MakeClientContext(const TlsSettings& settings, Failure* failure) {
         return context;
     }
     if (!settings.caDirectory.empty()) {
-        return TrustDirectory(context.get(), settings.caDirectory, failure) ? context : nullptr;
+        return TrustDirectory(SSL_CTX_get_cert_store(context.get()), settings.caDirectory, failure) ? context
+                                                                                                    : nullptr;
     }
     if (settings.caFile.empty()) {
         SetFailure(failure, 0, "neither a CA file nor a CA directory is set");
         return nullptr;
     }
-    return TrustFile(context.get(), settings.caFile, failure) ? context : nullptr;
+    return TrustFile(SSL_CTX_get_cert_store(context.get()), settings.caFile, failure) ? context : nullptr;
 }
 
 bool PrepareClient(SSL* ssl, const std::string& host, bool verify) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "quor_platform/http.h"
 #include "quor_platform/log.h"
 #include "quor_platform/os.h"
 #include "quor_platform_linux/host.h"
@@ -42,6 +43,25 @@ void StartAndEndAThread() {
     }
 }
 
+// To a port where nobody listens.
+void SendARequestThatFails() {
+    Gate ended;
+    tagHTTP_S_TLS_PARAM tls{"/etc/ssl/certs", 1, 0};
+    tagHTTP_S_ASYN_SEND_PARAM param{};
+    param.url = "https://127.0.0.1:1/";
+    param.method = QUOR_HTTP_METHOD_GET;
+    param.config.tlsParam = &tls;
+    param.callback = [](unsigned long handle, EN_HTTP_ERRORCODE, tagST_HTTP_RSP*, void* gate) {
+        HTTPAPI_ReleaseHandle(handle);
+        static_cast<Gate*>(gate)->Open();
+        return 0U;
+    };
+    param.userData = &ended;
+    unsigned long handle = 0;
+    quor_http_asyn_send(&param, &handle);
+    EXPECT_TRUE(ended.Wait());
+}
+
 // Uses every service that has a thread.
 void UseEverything(const TemporaryFolder& folder) {
     quor_platform::LogSettings settings;
@@ -60,6 +80,8 @@ void UseEverything(const TemporaryFolder& folder) {
     ASSERT_EQ(OsMsgAsynSend(message.data()), 0U);
     EXPECT_TRUE(received.Wait());
     quor_platform::SetMessageReceiver("host", nullptr);
+    ASSERT_EQ(quor_http_init(), 0U);
+    SendARequestThatFails();
 }
 
 TEST(Host, ShutdownEndsAllThreadsAndThePlatformWorksAgain) {

@@ -144,6 +144,26 @@ TEST_F(Keys, TheTextNeedNotBeTerminated) {
     EXPECT_EQ(Open(kDomain, {memory.Place(sealed), sealed.size()}).text, "secret");
 }
 
+TEST_F(Keys, APlainTextBufferAsLongAsTheSealedTextIsEnough) {
+    for (const std::size_t size : {std::size_t{1}, std::size_t{100}, kMaxSecretBytes}) {
+        const std::string secret(size, 's');
+        const std::string sealed = SealSecret(kDomain, secret);
+        GuardedBuffer memory(sealed.size());
+        char* const plain = memory.Last(sealed.size());
+        unsigned int length = 0;
+        EXPECT_EQ(QuorOmKeymDecrypt(kDomain, sealed.data(), static_cast<unsigned int>(sealed.size()), plain,
+                                    &length),
+                  0U);
+        EXPECT_EQ(plain, secret);
+    }
+}
+
+TEST_F(Keys, ASealedTextHasAtMost1024Characters) {
+    ExpectRefused(kDomain, "q1." + std::string(1021, 'A'), "damaged");
+    ExpectRefused(kDomain, "q1." + std::string(1020, 'A'), "another domain");  // looked at, and not genuine
+    ExpectRefused(kDomain, "q1." + std::string(1022, 'A'), "too long");
+}
+
 TEST_F(Keys, NullArgumentsAreRefused) {
     char plain[QUOR_OM_KEYM_PLAIN_CAPACITY] = "old";
     unsigned int length = 9;

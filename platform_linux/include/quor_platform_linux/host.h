@@ -73,14 +73,61 @@ struct TlsSettings {
     // and nothing besides. A file or directory that is missing, empty or unreadable refuses every connection.
     std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
     std::string caDirectory;  // used instead of caFile when not empty
-    // Laboratory only: accepts any certificate. Off by default; every link that uses it logs an error record.
+    // Laboratory only: links accept any certificate. Off by default; every link that uses it logs an error
+    // record. HTTPS requests verify their servers whatever stands here.
     bool insecureSkipVerification = false;
 };
 
 // Applies to connections made from now on; files are read at each connection, so a replaced file takes
-// effect.
+// effect. QuorOmCertGetCertPath hands caDirectory, or caFile where that is empty, to whoever sends HTTPS
+// requests.
 void SetTlsSettings(const TlsSettings& settings);
 TlsSettings GetTlsSettings();
+
+// ---- HTTPS requests ----
+
+struct HttpSettings {
+    // For requests that say 0.
+    std::chrono::milliseconds connectTimeout{10000};  // name resolution, TCP and TLS together
+    std::chrono::milliseconds totalTimeout{60000};    // the whole request
+    // A longer answer ends the request with HTTP_ERRORCODE_ANSWER. At most 1 GiB.
+    std::size_t maxAnswerBytes = 32U << 20U;
+    // Connections that blocking requests keep for the next ones; beyond it they are closed after use.
+    std::size_t maxIdleConnections = 16;
+};
+
+// Applies to requests sent from now on. Values that make no sense count as the default.
+void SetHttpSettings(const HttpSettings& settings);
+HttpSettings GetHttpSettings();
+
+// ---- Name resolution of HTTPS requests ----
+
+struct DnsSettings {
+    // "address" or "address:port", asked in this order: 192.0.2.1, 192.0.2.1:5353, [2001:db8::1]:53. Empty:
+    // the system's servers.
+    std::vector<std::string> servers;
+    std::chrono::milliseconds attemptTimeout{2000};  // of the first attempt; later ones wait longer
+    unsigned int attempts = 2;                       // for each server
+    std::chrono::milliseconds totalTimeout{8000};    // of one look-up with everything it needs
+};
+
+// Applies to look-ups from now on, and forgets the addresses given so far. Values that make no sense count as
+// the default; a server that is no address fails every look-up.
+//
+// The platform remembers which name it gave an address for (256 addresses, for a day). An HTTPS request to
+// such an address names that name to the server and verifies it in the server's certificate. After a service
+// look-up it is the name that was asked for, never the target, which an unprotected answer chose. A request
+// to any other address needs a certificate for the address.
+void SetDnsSettings(const DnsSettings& settings);
+DnsSettings GetDnsSettings();
+
+// ---- Abort switch ----
+
+// Ends all HTTPS requests and name look-ups under way at once and makes new ones fail at once, both with
+// HTTP_ERRORCODE_CANCELLED (look-ups: their own failure), until AllowRequests. For a program that has to stop
+// within a second on a dead network. Does not wait for the ended requests' callbacks; links are not touched.
+void AbortRequests();
+void AllowRequests();
 
 // ---- Reasons of failures ----
 
@@ -97,6 +144,8 @@ enum class Stage {
     kQueue,     // the send queue is full
     kKey,       // key file or sealed text
     kToken,     // token source
+    kAnswer,    // an HTTPS request: no answer, a broken or oversize one, or a status from 400 upwards
+    kAborted,   // AbortRequests, quor_http_uninit or Shutdown ended it
 };
 
 // The word for a stage, for messages: "tls", "upgrade", ...
@@ -107,7 +156,7 @@ struct Failure {
     int systemError = 0;         // errno, or 0
     unsigned long tlsError = 0;  // OpenSSL error code, or 0
     long certificateError = 0;   // X509_V_ERR_..., or 0
-    int httpStatus = 0;          // status of a refused upgrade, or 0
+    int httpStatus = 0;          // status of a refused upgrade or of an HTTPS answer, or 0
     int closeCode = 0;           // WebSocket close code (RFC 6455 section 7.4), or 0
     std::string text;            // one line for people; never holds a secret
 };
@@ -118,6 +167,12 @@ Failure LastFailure();
 
 // Why a link ended or refused; Stage::kNone for a live or unknown link.
 Failure LinkFailure(unsigned int linkId);
+
+// Why an asynchronous request failed; Stage::kNone for one that was answered with a status below 400, is
+// under way, unknown or released. Inside its callback LastFailure tells the same. After a blocking request,
+// LastFailure describes that request; for an answered one it has Stage::kNone, or kAnswer and the status from
+// 400 upwards, although the request's own result is 0.
+Failure HttpFailure(unsigned long handle);
 
 // ---- Login ----
 
@@ -211,9 +266,9 @@ std::size_t HeapLiveBytes();
 
 // ---- End ----
 
-// Ends all links, timers and message deliveries, waits for running callbacks and joins the platform's
-// threads. For the end of a program and for tests; not from a callback. The platform works again afterwards,
-// on new threads.
+// Ends all links, HTTPS requests, timers and message deliveries, waits for running callbacks and joins the
+// platform's threads. For the end of a program and for tests; not from a callback. The platform works again
+// afterwards, on new threads.
 void Shutdown();
 
 }  // namespace quor_platform

@@ -61,11 +61,32 @@ TestAuthority::TestAuthority(const std::string& name) : m_key(MakeKey()) {
     Require(X509_sign(m_certificate.get(), m_key.get(), EVP_sha256()) > 0, "not signed");
 }
 
+TestAuthority::TestAuthority(const std::string& name, const TestAuthority& issuer) : m_key(MakeKey()) {
+    m_certificate = MakeCertificate(name, m_key.get(), issuer.m_certificate.get(), -2, 365);
+    AddExtension(m_certificate.get(), issuer.m_certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
+    AddExtension(m_certificate.get(), issuer.m_certificate.get(), NID_key_usage, "critical,keyCertSign");
+    Require(X509_sign(m_certificate.get(), issuer.m_key.get(), EVP_sha256()) > 0, "not signed");
+}
+
+std::shared_ptr<SSL_CTX> TestAuthority::OwnContext() const {
+    std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+    Require(context != nullptr && SSL_CTX_use_certificate(context.get(), m_certificate.get()) == 1 &&
+                SSL_CTX_use_PrivateKey(context.get(), m_key.get()) == 1,
+            "no server context");
+    return context;
+}
+
+void TestAuthority::AddTo(SSL_CTX* context) const {
+    Require(SSL_CTX_ctrl(context, SSL_CTRL_CHAIN_CERT, 1, m_certificate.get()) == 1, "no chain");
+}
+
 std::shared_ptr<SSL_CTX> TestAuthority::ServerContext(const CertificateRequest& request) const {
     const std::shared_ptr<EVP_PKEY> key = MakeKey();
-    const std::shared_ptr<X509> certificate = MakeCertificate("server", key.get(), m_certificate.get(),
-                                                              request.validFromDays, request.validUntilDays);
-    AddExtension(certificate.get(), m_certificate.get(), NID_subject_alt_name, request.names);
+    const std::shared_ptr<X509> certificate = MakeCertificate(
+        request.commonName, key.get(), m_certificate.get(), request.validFromDays, request.validUntilDays);
+    if (!request.names.empty()) {
+        AddExtension(certificate.get(), m_certificate.get(), NID_subject_alt_name, request.names);
+    }
     Require(X509_sign(certificate.get(), m_key.get(), EVP_sha256()) > 0, "not signed");
     std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
     Require(context != nullptr && SSL_CTX_use_certificate(context.get(), certificate.get()) == 1 &&

@@ -12,17 +12,24 @@
 namespace quor_test {
 
 struct CertificateRequest {
-    std::string names = "DNS:localhost,IP:127.0.0.1";  // subjectAltName
+    std::string names = "DNS:localhost,IP:127.0.0.1";  // subjectAltName; empty for none
     int validFromDays = -1;                            // days from now
     int validUntilDays = 30;
+    std::string commonName = "server";
 };
 
 class TestAuthority {
 public:
     explicit TestAuthority(const std::string& name);
+    // An authority whose certificate issuer has signed.
+    TestAuthority(const std::string& name, const TestAuthority& issuer);
 
     // A server context that presents a certificate of this authority.
     std::shared_ptr<SSL_CTX> ServerContext(const CertificateRequest& request) const;
+    // A server context that presents the authority's own certificate.
+    std::shared_ptr<SSL_CTX> OwnContext() const;
+    // Lets a server context send the authority's certificate along with its own.
+    void AddTo(SSL_CTX* context) const;
     // Writes the authority's certificate as PEM.
     void WriteCertificate(const std::string& file) const;
     // The name of the certificate in a certificate directory: "<hash>.0".
