@@ -41,6 +41,7 @@ quor_install_component(sdk
   TARGETS quor_ai quor_ai_headers quor_platform_headers
   HEADERS ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/platform
   PKGCONFIG quor_ai)
+install(FILES ${QUOR_QUEUE_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/thread_pool COMPONENT development)
 if(TARGET quor_platform_linux)
   quor_install_component(platform_linux
     TARGETS quor_platform_linux HEADERS ${PROJECT_SOURCE_DIR}/platform_linux/include

@@ -5,8 +5,9 @@ quor_target(quor_ai_objects)
 target_compile_options(quor_ai_objects PRIVATE -fno-plt)
 target_include_directories(quor_ai_objects PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 target_link_libraries(quor_ai_objects PUBLIC quor_ai_headers quor_platform_headers PkgConfig::CJSON)
-add_subdirectory(common)
-add_subdirectory(conference_channel)
+foreach(folder common thread_pool utility conference_channel http_adapter face_detect)
+  add_subdirectory(${folder})
+endforeach()
 
 # The platform's symbols stay undefined here: a terminal, a Linux host or a test supplies them.
 add_library(quor_ai SHARED)

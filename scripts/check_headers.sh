@@ -4,7 +4,12 @@
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
 warnings=(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wundef -Werror)
-includes=(-Iinclude -Iplatform -Iplatform_linux/include)
+# The queue's headers are installed too; their neighbours are not and must not be found.
+shared=$(mktemp -d)
+trap 'rm -rf -- "$shared"' EXIT
+mkdir -- "$shared/thread_pool"
+ln -s -- "$PWD"/thread_pool/{annotated_mutex,queue}.h "$shared/thread_pool/"
+includes=(-Iinclude -Iplatform -Iplatform_linux/include "-I$shared")
 status=0
 
 compileAlone() {
@@ -20,7 +25,8 @@ compileAlone() {
     done
 }
 
-for header in include/quor_ai/*.h platform/quor_platform/*.h platform_linux/include/quor_platform_linux/*.h; do
+for header in include/quor_ai/*.h platform/quor_platform/*.h platform_linux/include/quor_platform_linux/*.h \
+    thread_pool/{annotated_mutex,queue}.h; do
     name=${header#include/}
     name=${name#platform/}
     name=${name#platform_linux/include/}
