@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "quor_platform/os.h"
+#include "support/failing_new.h"
 #include "support/fake_platform.h"
 
 namespace QuorTest {
@@ -16,6 +17,7 @@ constexpr int kFreedPattern = 0xDD;  // what a use after free reads
 }
 
 void* FakePlatform::Allocate(unsigned size, unsigned char fill, unsigned line, const char* module) {
+    const NewsSucceed sheltered;
     void* p = ::operator new(size);
     std::memset(p, fill, size);
     const std::lock_guard<std::mutex> guard(mutex);
@@ -29,6 +31,7 @@ void* FakePlatform::Allocate(unsigned size, unsigned char fill, unsigned line, c
 }
 
 void FakePlatform::Release(void* p, unsigned line, const char* module) {
+    const NewsSucceed sheltered;
     if (p == nullptr) {
         return;
     }
@@ -61,6 +64,7 @@ std::vector<BlockRecord> FakePlatform::LiveBlocks() const {
 }
 
 void* FakePlatform::CJsonAllocate(std::size_t size) {
+    const NewsSucceed sheltered;
     if (Enter(Fn::CJsonAlloc)) {
         return nullptr;
     }

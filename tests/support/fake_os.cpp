@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <utility>
 
+#include "support/failing_new.h"
 #include "support/fake_platform.h"
 
 using QuorTest::Fake;
@@ -19,6 +20,7 @@ std::condition_variable& Released() {
 }  // namespace
 
 unsigned FakePlatform::Lock(OsMutex* m) {
+    const NewsSucceed sheltered;
     if (m == nullptr) {
         Violation("OsMutexLock: null");
         return 1;

@@ -1,21 +1,27 @@
 #include "support/fake_platform.h"
+#include "support/failing_new.h"
 
 #include <algorithm>
 #include <cstring>
 #include <ostream>
 #include <utility>
 
+#include "support/fake_network.h"
+
 namespace QuorTest {
 
 namespace {
 
 constexpr std::array<const char*, kFnCount> kFnNames = {
-    "WsStartUp",   "WsDestroy", "WsSubscribe",   "WsUnsubscribe", "WsSend",     "LoginInit",   "LoginToken",
-    "Decrypt",     "Random",    "Base64Encode",  "Base64Decode",  "Base64Free", "CreateTimer", "StartTimer",
-    "StopTimer",   "FreeTimer", "MsgSend",       "Usleep",        "HeapAlloc",  "HeapFree",    "MutexLock",
-    "MutexUnlock", "ModuleLog", "GeneralLog",    "StormLog",      "LogFileId",  "TraceLevel",  "TraceString",
-    "TracePrintf", "SysTime",   "SetThreadName", "MemsetS",       "MemcpyS",    "StrcpyS",     "StrncpyS",
-    "SprintfS",    "SnprintfS", "Strdup",        "CJsonAlloc"};
+    "WsStartUp",   "WsDestroy",   "WsSubscribe",   "WsUnsubscribe", "WsSend",       "LoginInit",
+    "LoginToken",  "Decrypt",     "Random",        "Base64Encode",  "Base64Decode", "Base64Free",
+    "CreateTimer", "StartTimer",  "StopTimer",     "FreeTimer",     "MsgSend",      "HttpInit",
+    "HttpUninit",  "HttpSynSend", "HttpAsynSend",  "HttpRelease",   "CertPath",     "DnsAddress",
+    "DnsService",  "Usleep",      "HeapAlloc",     "HeapFree",      "MutexLock",    "MutexUnlock",
+    "ModuleLog",   "GeneralLog",  "StormLog",      "LogFileId",     "TraceLevel",   "TraceString",
+    "TracePrintf", "SysTime",     "SetThreadName", "MemsetS",       "MemcpyS",      "StrcpyS",
+    "StrncpyS",    "SprintfS",    "SnprintfS",     "Strdup",        "CJsonAlloc",   "TimeOfDay",
+    "NothrowNew",  "StartThread"};
 
 bool IsNoise(Fn fn) {
     return fn >= Fn::LogFileId;
@@ -107,6 +113,7 @@ void FakePlatform::Reset() {
     recordLogs = true;
     timers.clear();
     violations.clear();
+    Network().Reset();
     DropRecords();
 }
 
@@ -135,6 +142,7 @@ void FakePlatform::DropRecords() {
     wipes.clear();
     boundedCalls.clear();
     freedBlocks.clear();
+    Network().DropRecords();
 }
 
 void FakePlatform::ClearRecords() {
@@ -179,6 +187,7 @@ bool FakePlatform::Fails(Fn fn) {
 }
 
 bool FakePlatform::Enter(Fn fn) {
+    const NewsSucceed sheltered;
     const std::lock_guard<std::mutex> guard(mutex);
     ++m_calls[Index(fn)];
     if (!IsNoise(fn)) {
@@ -188,6 +197,7 @@ bool FakePlatform::Enter(Fn fn) {
 }
 
 bool FakePlatform::EnterBounded(const BoundedCall& call) {
+    const NewsSucceed sheltered;
     bool fails = Enter(call.fn);
     {
         const std::lock_guard<std::mutex> guard(mutex);
@@ -208,11 +218,13 @@ std::vector<std::string> FakePlatform::Trail(std::initializer_list<Fn> leaveOut)
 }
 
 void FakePlatform::Mark(std::string text) {
+    const NewsSucceed sheltered;
     const std::lock_guard<std::mutex> guard(mutex);
     m_trail.push_back({Fn::kCount, std::move(text)});
 }
 
 void FakePlatform::Violation(std::string text) {
+    const NewsSucceed sheltered;
     const std::lock_guard<std::mutex> guard(mutex);
     violations.push_back(std::move(text));
 }

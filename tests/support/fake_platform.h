@@ -45,6 +45,14 @@ enum class Fn : unsigned {
     StopTimer,
     FreeTimer,
     MsgSend,
+    HttpInit,
+    HttpUninit,
+    HttpSynSend,
+    HttpAsynSend,
+    HttpRelease,
+    CertPath,
+    DnsAddress,
+    DnsService,
     Usleep,
     HeapAlloc,
     HeapFree,
@@ -68,6 +76,9 @@ enum class Fn : unsigned {
     SnprintfS,
     Strdup,
     CJsonAlloc,
+    TimeOfDay,    // gettimeofday
+    NothrowNew,   // operator new and new[] with std::nothrow, of the library and of the tests themselves
+    StartThread,  // std::thread's; a failing one throws std::system_error
     kCount
 };
 inline constexpr std::size_t kFnCount = static_cast<std::size_t>(Fn::kCount);

@@ -5,6 +5,7 @@
 #include "quor_platform/key_management.h"
 #include "quor_platform/login.h"
 #include "quor_platform/websocket.h"
+#include "support/failing_new.h"
 #include "support/fake_platform.h"
 
 using QuorTest::Fake;
@@ -89,6 +90,7 @@ unsigned int QuorOmNmsWebsocketSendData(TagQuorOmNmsWebsocketStompFrame* frame) 
 }
 
 int QuorLoginInitialize(QuorLoginCallback callback) {
+    const QuorTest::NewsSucceed sheltered;
     const bool fails = Fake().Enter(Fn::LoginInit);
     const std::lock_guard<std::mutex> guard(Fake().mutex);
     Fake().loginCallbacks.push_back(callback);
@@ -96,6 +98,7 @@ int QuorLoginInitialize(QuorLoginCallback callback) {
 }
 
 int QuorLoginGetConfToken(char* token, unsigned int capacity) {
+    const QuorTest::NewsSucceed sheltered;
     const bool fails = Fake().Enter(Fn::LoginToken);
     const std::lock_guard<std::mutex> guard(Fake().mutex);
     Fake().tokenCapacities.push_back(capacity);
@@ -109,6 +112,7 @@ int QuorLoginGetConfToken(char* token, unsigned int capacity) {
 
 unsigned int QuorOmKeymDecrypt(const char* domain, const char* cipherText, unsigned int cipherLen,
                                char* plainText, unsigned int* plainLen) {
+    const QuorTest::NewsSucceed sheltered;
     const bool fails = Fake().Enter(Fn::Decrypt);
     const std::lock_guard<std::mutex> guard(Fake().mutex);
     Fake().decrypts.push_back({domain, std::string(cipherText, cipherLen), *plainLen,
@@ -123,14 +127,6 @@ unsigned int QuorOmKeymDecrypt(const char* domain, const char* cipherText, unsig
     }
     plainText[text.size()] = '\0';
     *plainLen = static_cast<unsigned>(text.size());
-    return 0;
-}
-
-int QuorOmKeymGenRealRandom(unsigned char* out, unsigned int len) {
-    if (Fake().Enter(Fn::Random)) {
-        return -1;
-    }
-    std::memset(out, 0x5A, len);
     return 0;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quor_ai/observer.h"
+#include "support/failing_new.h"
 #include "support/fake_platform.h"
 
 namespace QuorTest {
@@ -22,6 +23,7 @@ public:
     };
 
     void Update(const TagAiCloudSrvResult& result) override {
+        const NewsSucceed sheltered;
         Result copy;
         copy.id = result.id;
         copy.data = result.data;

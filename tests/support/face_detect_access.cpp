@@ -1,0 +1,22 @@
+#include "support/face_detect_access.h"
+
+#include <cstring>
+
+#include "quor_platform/os.h"
+
+namespace QuorAiEngine {
+
+void CloudFaceSrvDetectTestAccess::Reset() {
+    CloudFaceSrvDetect& detect = Detect();
+    if (detect.m_detectTimer != nullptr) {
+        OsFreeRelTimer(detect.m_detectTimer);
+        detect.m_detectTimer = nullptr;
+    }
+    detect.m_inited = false;
+    detect.m_faceServerInfo = {};
+    std::memset(detect.m_addrSlots, 0, sizeof(detect.m_addrSlots));
+    detect.m_slotCount = 0;
+    CloudFaceSrvDetect::m_lastDetectTime = 0;
+}
+
+}  // namespace QuorAiEngine
