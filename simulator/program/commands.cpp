@@ -1,43 +1,16 @@
 #include "commands.h"
 
-#include <charconv>
 #include <optional>
 #include <sstream>
 #include <vector>
 
+#include "http_commands.h"
 #include "names.h"
 #include "report.h"
+#include "words.h"
 
 namespace quor_simulator::program {
 namespace {
-
-using Words = std::vector<std::string>;
-
-CommandAnswer Good(std::string text) {
-    CommandAnswer answer;
-    answer.text = std::move(text);
-    return answer;
-}
-
-CommandAnswer Bad(std::string text) {
-    CommandAnswer answer;
-    answer.ok = false;
-    answer.text = std::move(text);
-    return answer;
-}
-
-std::optional<std::size_t> Number(const std::string& text, std::size_t most) {
-    std::size_t value = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || parsed.ec != std::errc() || parsed.ptr != text.data() + text.size() || value > most) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-std::string Counted(std::size_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 CommandAnswer DropCommand(Simulator& simulator, const Words& words) {
     const auto how = FindNamed(kDropNames, words.size() > 1 ? words[1] : "closeFrame");
@@ -96,7 +69,7 @@ CommandAnswer CertificateCommand(Simulator& simulator, const Words& words) {
         return Bad("usage: certificate " + ListNames(kCertificateNames));
     }
     simulator.UseCertificate(*kind);
-    return Good("new links are shown the certificate \"" + words[1] + "\"");
+    return Good("new connections are shown the certificate \"" + words[1] + "\"");
 }
 
 CommandAnswer TokensCommand(Simulator& simulator, const Words& words) {
@@ -170,12 +143,19 @@ constexpr Command kCommands[] = {
     {"refuse", RefuseCommand, "refuse [STATUS] [TIMES]  answer upgrades with an HTTP status"},
     {"refuse-connect", RefuseConnectCommand, "refuse-connect [TEXT]  answer the next CONNECT with ERROR"},
     {"certificate", CertificateCommand,
-     "certificate KIND  good, wrongHost, expired, notYetValid, selfSigned"},
+     "certificate KIND  good, wrongHost, expired, notYetValid, selfSigned, incomplete, namesOnly, "
+     "addressesOnly"},
     {"tokens", TokensCommand, "tokens [TOKEN...]  accept only these from now on; none: any"},
     {"revoke", TokensCommand, "revoke [TOKEN...]  as tokens, and end links that used others"},
     {"slow", SlowCommand, "slow [BYTES]  send at most so many bytes a second on each link"},
     {"mute", MuteCommand, "mute  send no heart-beats"},
     {"unmute", MuteCommand, "unmute  send heart-beats again"},
+    {"people", PeopleCommand, "people CONFERENCE NUMBER  a conference with so many generated people"},
+    {"http-fault", HttpFaultCommand, "http-fault ENDPOINT SETTING...  spoil the answers to such requests"},
+    {"http-release", HttpReleaseCommand, "http-release [ENDPOINT]  let answers go that are held"},
+    {"http-clear", HttpClearCommand, "http-clear [ENDPOINT]  no faults any more"},
+    {"requests", RequestsCommand, "requests  the latest HTTP requests and what they were answered"},
+    {"matches", MatchesCommand, "matches  the latest match reports"},
     {"play", PlayCommand, "play [FILE]  play the scenario"},
     {"stop", StopCommand, "stop  stop the scenario"},
     {"stats", StatsCommand, "stats [json]  counters"},

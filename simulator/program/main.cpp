@@ -35,6 +35,12 @@ std::string Footer() {
 void AddOptions(CLI::App& app, RunSettings& settings) {
     auto& options = settings.options;
     app.add_option("--address", options.address, "IP address to listen on")->capture_default_str();
+    app.add_option("--also-address", options.moreAddresses,
+                   "a further IP address to listen on with the same port (repeatable), for example ::1")
+        ->allow_extra_args(false);
+    app.add_option("--server-name", options.serverNames,
+                   "a DNS name or IP address that the certificates carry too (repeatable)")
+        ->allow_extra_args(false);
     app.add_option("--port", options.port, "TCP port; 0 takes any free one")->capture_default_str();
     app.add_option("--state-dir", options.stateDirectory, "where the CA and the certificates live")
         ->capture_default_str();
@@ -42,8 +48,14 @@ void AddOptions(CLI::App& app, RunSettings& settings) {
         ->capture_default_str();
     app.add_option("--password", options.password, "password of the upgrade's credentials")
         ->capture_default_str();
-    app.add_option("--token", options.tokens, "a token that subscriptions may carry (repeatable); none: any")
+    app.add_option("--token", options.tokens,
+                   "a token that subscriptions and HTTP requests may carry (repeatable); none: any")
         ->allow_extra_args(false);
+    app.add_option(
+           "--people", options.people,
+           "every conference that HTTP requests name has so many generated people; else only those of "
+           "the scenario exist")
+        ->check(CLI::Range(0, 1000000));
     app.add_option_function<unsigned int>(
            "--heart-beat",
            [&options](unsigned int milliseconds) {

@@ -18,6 +18,21 @@ std::string Dump(const Json& json, int indent = -1) {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
+Json HttpJson(const RestStatistics& statistics) {
+    Json endpoints = Json::object();
+    for (const auto& [name, count] : statistics.endpoints) {
+        endpoints[name] = {{"requests", count.requests},
+                           {"good", count.good},
+                           {"refused", count.refused},
+                           {"faulty", count.faulty},
+                           {"tokenRefused", count.tokenRefused}};
+    }
+    return {{"endpoints", endpoints},
+            {"unknown", statistics.unknown},
+            {"malformed", statistics.malformed},
+            {"connectionsCut", statistics.connectionsCut}};
+}
+
 [[noreturn]] void FailToWrite(const std::string& path) {
     throw Error("cannot write " + path + ": " + std::error_code(errno, std::generic_category()).message());
 }
@@ -28,7 +43,7 @@ std::string ReadyJson(const Simulator& simulator) {
     return Dump({{"port", simulator.port()}, {"caFile", simulator.caFile()}, {"pid", ::getpid()}});
 }
 
-std::string StatisticsJson(const Simulator& simulator, int indent) {
+std::string StatisticsJson(Simulator& simulator, int indent) {
     const Statistics statistics = simulator.GetStatistics();
     const ScenarioResult scenario = simulator.GetScenarioResult();
     Json destinations = Json::object();
@@ -57,6 +72,7 @@ std::string StatisticsJson(const Simulator& simulator, int indent) {
     json["queueOverflows"] = statistics.queueOverflows;
     json["protocolErrors"] = statistics.protocolErrors;
     json["errors"] = statistics.lastErrors;
+    json["http"] = HttpJson(simulator.rest().GetStatistics());
     json["scenario"] = {{"finished", scenario.finished},
                         {"actionsPlayed", scenario.actionsPlayed},
                         {"messagesPublished", scenario.messagesPublished},
@@ -65,7 +81,7 @@ std::string StatisticsJson(const Simulator& simulator, int indent) {
     return Dump(json, indent);
 }
 
-std::string StatisticsText(const Simulator& simulator) {
+std::string StatisticsText(Simulator& simulator) {
     const Statistics statistics = simulator.GetStatistics();
     std::uint64_t published = 0;
     std::uint64_t unheard = 0;
@@ -73,11 +89,18 @@ std::string StatisticsText(const Simulator& simulator) {
         published += entry.second.published;
         unheard += entry.second.unheard;
     }
+    RestCount http;
+    for (const auto& entry : simulator.rest().GetStatistics().endpoints) {
+        http.requests += entry.second.requests;
+        http.refused += entry.second.refused;
+        http.faulty += entry.second.faulty;
+    }
     std::ostringstream text;
     text << published << " messages published, " << unheard << " unheard, " << statistics.sendsReceived
          << " received; links: " << statistics.linksAccepted << " accepted, " << statistics.linksRefused
          << " refused, " << statistics.linksDropped << " dropped; " << simulator.Subscriptions().size()
-         << " subscriptions; " << statistics.protocolErrors << " protocol errors";
+         << " subscriptions; " << statistics.protocolErrors << " protocol errors; " << http.requests
+         << " HTTP requests, " << http.refused << " refused, " << http.faulty << " faulty";
     return text.str();
 }
 

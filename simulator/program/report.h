@@ -11,9 +11,9 @@ namespace quor_simulator::program {
 /* One line without a line end. */
 std::string ReadyJson(const Simulator& simulator);
 /* indent -1: one line. */
-std::string StatisticsJson(const Simulator& simulator, int indent = -1);
+std::string StatisticsJson(Simulator& simulator, int indent = -1);
 /* One line for people. */
-std::string StatisticsText(const Simulator& simulator);
+std::string StatisticsText(Simulator& simulator);
 /* {"command":...,"ok":...,"answer":...} */
 std::string AnswerJson(const std::string& command, bool ok, const std::string& answer);
 

@@ -60,7 +60,7 @@ public:
             WriteFileAtomically(m_settings.readyFile, ReadyJson(m_simulator) + "\n");
         }
         Print(m_settings.json ? ReadyJson(m_simulator)
-                              : "listening on " + m_settings.options.address + " port " +
+                              : "listening on " + Addresses() + " port " +
                                     std::to_string(m_simulator.port()) + ", CA " + m_simulator.caFile());
     }
 
@@ -90,6 +90,14 @@ public:
     }
 
 private:
+    std::string Addresses() const {
+        std::string list = m_settings.options.address;
+        for (const std::string& address : m_settings.options.moreAddresses) {
+            list += " and " + address;
+        }
+        return list;
+    }
+
     bool HasScenario() const {
         return !m_settings.options.scenarioFile.empty() || !m_settings.options.scenarioText.empty();
     }

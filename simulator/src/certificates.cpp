@@ -1,5 +1,6 @@
 #include "certificates.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -11,6 +12,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -160,11 +163,11 @@ Key NewKey() {
     return key;
 }
 
-void AddExtension(X509* certificate, X509* issuer, int nid, const char* value) {
+void AddExtension(X509* certificate, X509* issuer, int nid, const std::string& value) {
     X509V3_CTX context;
     X509V3_set_ctx_nodb(&context);
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value);
+    X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value.c_str());
     const bool added = extension != nullptr && X509_add_ext(certificate, extension, -1) == 1;
     X509_EXTENSION_free(extension);
     if (!added) {
@@ -174,9 +177,10 @@ void AddExtension(X509* certificate, X509* issuer, int nid, const char* value) {
 
 struct Profile {
     const char* commonName;
-    const char* names; /* subject alternative names; null for an authority */
+    std::string names; /* subject alternative names; empty for an authority */
     long beginDays;    /* from now */
     long endDays;
+    int authoritiesBelow = 0; /* of an authority */
 };
 
 /* A random serial number: clients may refuse two certificates of one issuer with the same one. */
@@ -208,8 +212,9 @@ X509Ptr Issue(const Profile& profile, EVP_PKEY* key, X509* issuer, EVP_PKEY* iss
     X509_set_issuer_name(certificate.get(), X509_get_subject_name(signer));
     X509_set_pubkey(certificate.get(), key);
     AddExtension(certificate.get(), signer, NID_subject_key_identifier, "hash");
-    if (profile.names == nullptr) {
-        AddExtension(certificate.get(), signer, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
+    if (profile.names.empty()) {
+        AddExtension(certificate.get(), signer, NID_basic_constraints,
+                     "critical,CA:TRUE,pathlen:" + std::to_string(profile.authoritiesBelow));
         AddExtension(certificate.get(), signer, NID_key_usage, "critical,keyCertSign,cRLSign");
     } else {
         AddExtension(certificate.get(), signer, NID_basic_constraints, "critical,CA:FALSE");
@@ -245,35 +250,82 @@ Authority LoadOrMakeAuthority(const fs::path& directory) {
         return authority;
     }
     authority.key = NewKey();
-    const Profile profile{"quor-simulator CA", nullptr, -1, kCaDays};
+    const Profile profile{"quor-simulator CA", "", -1, kCaDays, 1};
     authority.certificate = Issue(profile, authority.key.get(), nullptr, authority.key.get());
     WriteWhole(keyFile, ToPem(authority.key.get()), 0600);
     WriteWhole(file, ToPem(authority.certificate.get()), 0644);
     return authority;
 }
 
-constexpr const char* kGoodNames = "DNS:localhost,IP:127.0.0.1,IP:::1";
+/* What the good certificates are good for. */
+struct GoodNames {
+    std::vector<std::string> hosts = {"localhost"};
+    std::vector<std::string> addresses = {"127.0.0.1", "::1"};
 
-bool StillGood(X509* certificate, EVP_PKEY* key, const Authority& authority) {
+    std::string Hosts() const { return List("DNS:", hosts); }
+    std::string Addresses() const { return List("IP:", addresses); }
+    std::string All() const { return Hosts() + "," + Addresses(); }
+
+private:
+    static std::string List(const char* kind, const std::vector<std::string>& names) {
+        std::string list;
+        for (const std::string& name : names) {
+            list.append(list.empty() ? "" : ",").append(kind).append(name);
+        }
+        return list;
+    }
+};
+
+bool IsAddress(const std::string& text) {
+    unsigned char bytes[sizeof(in6_addr)];
+    return ::inet_pton(AF_INET, text.c_str(), bytes) == 1 || ::inet_pton(AF_INET6, text.c_str(), bytes) == 1;
+}
+
+GoodNames NamesWith(const std::vector<std::string>& more) {
+    GoodNames names;
+    for (const std::string& name : more) {
+        const bool plain = std::all_of(name.begin(), name.end(), [](unsigned char c) {
+            return std::isalnum(c) != 0 || c == '.' || c == '-' || c == '_' || c == '*';
+        });
+        if (IsAddress(name)) {
+            names.addresses.push_back(name);
+        } else if (plain && !name.empty() && name.size() <= 253) {
+            names.hosts.push_back(name);
+        } else {
+            throw Error("\"" + name + "\" is neither a host's name nor an IP address");
+        }
+    }
+    return names;
+}
+
+bool StillGood(X509* certificate, EVP_PKEY* key, const Authority& authority, const GoodNames& names) {
     std::time_t renewal = std::time(nullptr) + kRenewDays * kDaySeconds;
     return X509_check_private_key(certificate, key) == 1 &&
            X509_verify(certificate, authority.key.get()) == 1 &&
-           X509_cmp_time(X509_get0_notAfter(certificate), &renewal) > 0;
+           X509_cmp_time(X509_get0_notAfter(certificate), &renewal) > 0 &&
+           std::all_of(names.hosts.begin(), names.hosts.end(),
+                       [&](const std::string& host) {
+                           return X509_check_host(certificate, host.c_str(), host.size(), 0, nullptr) == 1;
+                       }) &&
+           std::all_of(names.addresses.begin(), names.addresses.end(), [&](const std::string& address) {
+               return X509_check_ip_asc(certificate, address.c_str(), 0) == 1;
+           });
 }
 
-ServerIdentity LoadOrMakeServer(const fs::path& directory, const Authority& authority) {
+ServerIdentity LoadOrMakeServer(const fs::path& directory, const Authority& authority,
+                                const GoodNames& names) {
     const fs::path file = directory / "server.pem";
     const fs::path keyFile = directory / "server-key.pem";
     if (fs::exists(file) && fs::exists(keyFile)) {
         const X509Ptr certificate = ReadCertificate(file);
         const Key key = ReadKey(keyFile);
-        if (StillGood(certificate.get(), key.get(), authority)) {
+        if (StillGood(certificate.get(), key.get(), authority, names)) {
             return {ReadWhole(file), ReadWhole(keyFile)};
         }
         ERR_clear_error();
     }
     const Key key = NewKey();
-    const Profile profile{"localhost", kGoodNames, -1, kServerDays};
+    const Profile profile{"localhost", names.All(), -1, kServerDays};
     const X509Ptr certificate = Issue(profile, key.get(), authority.certificate.get(), authority.key.get());
     ServerIdentity identity{ToPem(certificate.get()) + ToPem(authority.certificate.get()), ToPem(key.get())};
     WriteWhole(keyFile, identity.keyPem, 0600);
@@ -290,9 +342,22 @@ ServerIdentity MakeServer(const Profile& profile, const Authority* authority) {
     return {ToPem(certificate.get()) + ToPem(authority->certificate.get()), ToPem(key.get())};
 }
 
+/* Issued by an authority that the client has not heard of and is not told of, below the one that it trusts.
+ */
+ServerIdentity MakeIncomplete(const Profile& profile, const Authority& authority) {
+    const Key middleKey = NewKey();
+    const Profile middleProfile{"quor-simulator intermediate CA", "", -1, kServerDays};
+    const X509Ptr middle =
+        Issue(middleProfile, middleKey.get(), authority.certificate.get(), authority.key.get());
+    const Key key = NewKey();
+    return {ToPem(Issue(profile, key.get(), middle.get(), middleKey.get()).get()), ToPem(key.get())};
+}
+
 }  // namespace
 
-Identities PrepareIdentities(const std::string& directory) {
+Identities PrepareIdentities(const std::string& directory, const std::vector<std::string>& moreNames) {
+    const GoodNames names = NamesWith(moreNames);
+    const std::string all = names.All();
     if (directory.empty()) {
         throw Error("the simulator needs a state directory for its certificates");
     }
@@ -309,12 +374,17 @@ Identities PrepareIdentities(const std::string& directory) {
     Identities identities;
     identities.caFile = (path / "ca.pem").string();
     auto& servers = identities.servers;
-    servers[Certificate::kGood] = LoadOrMakeServer(path, authority);
+    servers[Certificate::kGood] = LoadOrMakeServer(path, authority, names);
     servers[Certificate::kWrongHost] = MakeServer(
         {"wrong.host.invalid", "DNS:wrong.host.invalid,IP:192.0.2.1", -1, kServerDays}, &authority);
-    servers[Certificate::kExpired] = MakeServer({"localhost", kGoodNames, -30, -1}, &authority);
-    servers[Certificate::kNotYetValid] = MakeServer({"localhost", kGoodNames, 1, kServerDays}, &authority);
-    servers[Certificate::kSelfSigned] = MakeServer({"localhost", kGoodNames, -1, kServerDays}, nullptr);
+    servers[Certificate::kExpired] = MakeServer({"localhost", all, -30, -1}, &authority);
+    servers[Certificate::kNotYetValid] = MakeServer({"localhost", all, 1, kServerDays}, &authority);
+    servers[Certificate::kSelfSigned] = MakeServer({"localhost", all, -1, kServerDays}, nullptr);
+    servers[Certificate::kIncomplete] = MakeIncomplete({"localhost", all, -1, kServerDays}, authority);
+    servers[Certificate::kNamesOnly] = MakeServer({"localhost", names.Hosts(), -1, kServerDays}, &authority);
+    /* A common name could be taken for a host's name where no other name is. */
+    servers[Certificate::kAddressesOnly] =
+        MakeServer({"addresses only", names.Addresses(), -1, kServerDays}, &authority);
     return identities;
 }
 

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "quor_simulator/simulator.h"
 
@@ -26,10 +27,11 @@ struct Identities {
 /*
  * Files in directory: ca.pem, ca-key.pem, server.pem, server-key.pem; keys readable by their owner only. The
  * directory is made if needed (mode 0700). Simulators that start at the same time with the same directory
- * wait for each other. Throws Error when files are unreadable, do not belong together or the authority has
- * expired.
+ * wait for each other. moreNames: DNS names and IP addresses that the good names have besides localhost,
+ * 127.0.0.1 and ::1; a stored server.pem without one of them is replaced. Throws Error when a name cannot
+ * stand in a certificate, when files are unreadable, do not belong together or the authority has expired.
  */
-Identities PrepareIdentities(const std::string& directory);
+Identities PrepareIdentities(const std::string& directory, const std::vector<std::string>& moreNames = {});
 
 }  // namespace quor_simulator
 

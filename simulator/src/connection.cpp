@@ -1,8 +1,6 @@
 #include "connection.h"
 
 #include <boost/asio/buffer.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <utility>
 
@@ -15,8 +13,6 @@ namespace http = boost::beast::http;
 namespace websocket = boost::beast::websocket;
 
 constexpr std::size_t kReadPieceBytes = 32U << 10;
-constexpr std::uint32_t kMaxRequestHeadBytes = 16U << 10;
-constexpr std::uint64_t kMaxRequestBodyBytes = 1U << 20;
 
 constexpr char kServerName[] = "quor-simulator/1.0";
 
@@ -28,48 +24,46 @@ std::string FieldText(const http::fields& fields, http::field name) {
 }  // namespace
 
 Connection::Connection(std::uint64_t serial, Socket socket, std::shared_ptr<asio::ssl::context> context,
-                       Hub& hub, const Events& events)
+                       const Servers& servers, const Events& events)
     : m_serial(serial),
       m_context(std::move(context)),
-      m_hub(hub),
+      m_hub(servers.hub),
       m_events(events),
       m_socket(std::move(socket), *m_context),
-      m_deadline(m_socket.get_executor()),
-      m_input(kReadPieceBytes) {}
+      m_http(m_socket.next_layer(), servers.rest, *this, serial, servers.limits),
+      m_deadline(m_socket.get_executor()) {}
 
 void Connection::Start(std::chrono::milliseconds handshakeTimeout) {
-    m_deadline.expires_after(handshakeTimeout);
-    m_deadline.async_wait([self = shared_from_this()](ErrorCode error) {
-        if (!error) {
-            self->Finish(true);
-        }
-    });
+    EndIn(handshakeTimeout);
     m_socket.next_layer().Handshake([self = shared_from_this()](ErrorCode error) {
+        if (self->m_finished) {
+            return;
+        }
         if (error) {
             self->Finish(false);
         } else {
-            self->ReadRequest();
+            self->m_http.Start();
         }
     });
 }
 
-void Connection::ReadRequest() {
-    m_parser.emplace();
-    m_parser->header_limit(kMaxRequestHeadBytes);
-    m_parser->body_limit(kMaxRequestBodyBytes);
-    http::async_read(m_socket.next_layer(), m_buffer, *m_parser,
-                     [self = shared_from_this()](ErrorCode error, std::size_t) {
-                         if (error) {
-                             self->Finish(false);
-                         } else {
-                             self->HandleRequest();
-                         }
-                     });
+void Connection::EndIn(std::chrono::milliseconds time) {
+    if (time.count() == 0) {
+        m_deadline.expires_at(Timer::time_point::max());
+        return;
+    }
+    m_deadline.expires_after(time);
+    m_deadline.async_wait([self = shared_from_this()](ErrorCode error) {
+        /* An expiry that was on its way here when the time was changed counts for nothing. */
+        if (!error && self->m_deadline.expiry() <= std::chrono::steady_clock::now() &&
+            !self->m_http.EndIdle()) {
+            self->Finish(true);
+        }
+    });
 }
 
-void Connection::HandleRequest() {
-    m_request = m_parser->release();
-    m_parser.reset();
+void Connection::UpgradeRequested(Request request) {
+    m_request = std::move(request);
     UpgradeRequest question;
     question.target = std::string(m_request.target());
     question.isUpgrade = websocket::is_upgrade(m_request);
@@ -81,34 +75,23 @@ void Connection::HandleRequest() {
     if (decision.status == 101) {
         Upgrade(decision);
     } else {
-        Answer(decision);
+        Refuse(decision);
     }
 }
 
 /* One answer, then the connection ends: what comes after a refusal is a new attempt. */
-void Connection::Answer(const UpgradeDecision& decision) {
-    m_answered = true;
-    m_response = Response(http::int_to_status(decision.status), m_request.version());
-    m_response.result(decision.status);
-    m_response.set(http::field::server, kServerName);
-    m_response.set(http::field::content_type, "text/plain");
+void Connection::Refuse(const UpgradeDecision& decision) {
+    PlannedAnswer plan;
+    plan.answer = PlainAnswer(decision.status, decision.reason);
+    plan.answer.close = true;
     if (decision.challenge) {
-        m_response.set(http::field::www_authenticate, "Basic realm=\"conf-portal\", charset=\"UTF-8\"");
+        plan.answer.headers.emplace_back("WWW-Authenticate",
+                                         "Basic realm=\"conf-portal\", charset=\"UTF-8\"");
     }
     if (decision.status == 426) {
-        m_response.set(http::field::upgrade, "websocket");
+        plan.answer.headers.emplace_back("Upgrade", "websocket");
     }
-    m_response.keep_alive(false);
-    m_response.body() = decision.reason;
-    m_response.prepare_payload();
-    http::async_write(m_socket.next_layer(), m_response,
-                      [self = shared_from_this()](ErrorCode error, std::size_t) {
-                          if (error) {
-                              self->Finish(false);
-                              return;
-                          }
-                          self->m_socket.next_layer().Shutdown([self](ErrorCode) { self->Finish(false); });
-                      });
+    m_http.Write(std::move(plan));
 }
 
 void Connection::Upgrade(const UpgradeDecision& decision) {
@@ -141,8 +124,9 @@ void Connection::Open(bool manager) {
     if (m_finished) {
         return;
     }
-    m_deadline.cancel();
+    EndIn(std::chrono::milliseconds(0));
     m_request = {};
+    m_input.resize(kReadPieceBytes);
     m_link = m_hub.OpenLink(m_peer, manager);
     m_events.opened(m_link, shared_from_this());
     m_socket.control_callback([this](websocket::frame_type kind, beast::string_view) {
@@ -231,8 +215,9 @@ void Connection::Finish(bool reset) {
         return;
     }
     m_deadline.cancel();
+    m_http.Stop();
     Gate().Close(reset);
-    m_events.finished(m_serial, m_link, m_answered);
+    m_events.finished(m_serial, m_link, m_http.answered());
 }
 
 }  // namespace quor_simulator

@@ -1,6 +1,7 @@
 /*
- * connection.h - one TCP connection of the port: TLS, one HTTP request, then either its answer or a WebSocket
- * link. Included by the network sources only: everything below needs asio and Beast.
+ * connection.h - one TCP connection of the port: TLS, then HTTP requests (http_session.h) until it ends or
+ * one of them makes it a WebSocket link. Included by the network sources only: everything below needs asio
+ * and Beast.
  *
  * Types are kept lean on purpose (concrete executor, no permessage-deflate): the generic ones double the time
  * and memory that these two sources take to compile.
@@ -11,25 +12,21 @@
 #ifndef QUOR_SIMULATOR_CONNECTION_H
 #define QUOR_SIMULATOR_CONNECTION_H
 
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/message.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "http_session.h"
 #include "hub.h"
 #include "slices.h"
 #include "tls_stream.h"
 
 namespace quor_simulator {
 
-class Connection : public std::enable_shared_from_this<Connection> {
+class Connection final : public std::enable_shared_from_this<Connection>, private HttpSession::Owner {
 public:
     using Socket = GatedSocket::Socket;
     using Executor = GatedSocket::executor_type;
@@ -37,33 +34,41 @@ public:
 
     struct Events {
         std::function<void(LinkId, const std::shared_ptr<Connection>&)> opened; /* upgraded */
-        /* link 0: never upgraded; answered: its HTTP request got a refusal, which is counted already. */
+        /* link 0: never upgraded; answered: it had HTTP answers, which are counted already. */
         std::function<void(std::uint64_t serial, LinkId, bool answered)> finished;
     };
 
+    /* Who answers on the port. */
+    struct Servers {
+        Hub& hub;
+        RestService& rest;
+        HttpSession::Limits limits;
+    };
+
     Connection(std::uint64_t serial, Socket socket, std::shared_ptr<boost::asio::ssl::context> context,
-               Hub& hub, const Events& events);
+               const Servers& servers, const Events& events);
 
     void Start(std::chrono::milliseconds handshakeTimeout);
     /* Takes from the hub and writes until there is nothing left. Called once after each Wake. */
     void Pump();
+    void WakeHeld() { m_http.WakeHeld(); }
     void Freeze(bool freeze) { Gate().Freeze(freeze); }
     void SetRate(std::size_t bytesPerSecond) { Gate().SetRate(bytesPerSecond); }
     void Finish(bool reset);
 
 private:
     using WebSocket = boost::beast::websocket::stream<TlsStream, false>;
-    using Request = boost::beast::http::request<boost::beast::http::string_body>;
-    using Response = boost::beast::http::response<boost::beast::http::string_body>;
-    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+    using Request = HttpSession::Request;
     using Timer =
         boost::asio::basic_waitable_timer<std::chrono::steady_clock,
                                           boost::asio::wait_traits<std::chrono::steady_clock>, Executor>;
 
     GatedSocket& Gate() { return m_socket.next_layer().gate(); }
-    void ReadRequest();
-    void HandleRequest();
-    void Answer(const UpgradeDecision& decision);
+    std::shared_ptr<void> Self() override { return shared_from_this(); }
+    void UpgradeRequested(Request request) override;
+    void EndIn(std::chrono::milliseconds time) override;
+    void End(bool reset) override { Finish(reset); }
+    void Refuse(const UpgradeDecision& decision);
     void Upgrade(const UpgradeDecision& decision);
     void Open(bool manager);
     void Read();
@@ -75,18 +80,15 @@ private:
     Hub& m_hub;
     const Events& m_events;
     WebSocket m_socket;
-    Timer m_deadline; /* for everything before the link is open, and for the end of a refusal */
+    HttpSession m_http; /* until the link is open */
+    Timer m_deadline;   /* likewise */
     std::string m_peer;
     LinkId m_link = 0;
-    bool m_answered = false;
     bool m_finished = false;
     bool m_clientCloses = false;
     bool m_serverCloses = false;
 
-    boost::beast::flat_buffer m_buffer;
-    std::optional<Parser> m_parser;
-    Request m_request;
-    Response m_response;
+    Request m_request; /* for the upgrade */
     std::vector<char> m_input;
     Outbound m_output;
     std::vector<Slice> m_slices; /* of m_output */

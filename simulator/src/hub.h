@@ -99,6 +99,9 @@ public:
     void SetCredentials(std::string userName, std::string password);
     void WithholdReceipts(bool withhold);
 
+    /* For HTTP requests: the same tokens as for subscriptions. */
+    bool AcceptsToken(std::string_view token);
+
 private:
     struct Link {
         explicit Link(stomp::SessionSettings settings, std::size_t maxFrameBytes)

@@ -111,6 +111,11 @@ void Hub::WithholdReceipts(bool withhold) {
     m_receiptsWithheld = withhold;
 }
 
+bool Hub::AcceptsToken(std::string_view token) {
+    MutexLock lock(m_mutex);
+    return TokenAccepted(token);
+}
+
 std::vector<Subscription> Hub::Subscriptions() const {
     MutexLock lock(m_mutex);
     std::map<std::uint64_t, const Subscription*> ordered;

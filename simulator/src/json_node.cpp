@@ -61,6 +61,16 @@ bool JsonNode::FlagOr(std::string_view name, bool otherwise) const {
     return Has(name) ? Member(name).Flag() : otherwise;
 }
 
+std::vector<std::string> JsonNode::TextsOr(std::string_view name) const {
+    std::vector<std::string> texts;
+    if (Has(name)) {
+        for (const JsonNode& item : Member(name).Items()) {
+            texts.push_back(item.Text());
+        }
+    }
+    return texts;
+}
+
 std::vector<JsonNode> JsonNode::Items() const {
     if (!m_value->is_array()) {
         Fail("must be an array");

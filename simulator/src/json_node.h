@@ -34,6 +34,7 @@ public:
     std::int64_t IntegerOr(std::string_view name, std::int64_t least, std::int64_t most,
                            std::int64_t otherwise) const;
     bool FlagOr(std::string_view name, bool otherwise) const;
+    std::vector<std::string> TextsOr(std::string_view name) const; /* of an array; none without the member */
 
     /* For the value itself. */
     std::vector<JsonNode> Items() const;

@@ -24,7 +24,10 @@ inline constexpr Named<Certificate> kCertificateNames[] = {{"good", Certificate:
                                                            {"wrongHost", Certificate::kWrongHost},
                                                            {"expired", Certificate::kExpired},
                                                            {"notYetValid", Certificate::kNotYetValid},
-                                                           {"selfSigned", Certificate::kSelfSigned}};
+                                                           {"selfSigned", Certificate::kSelfSigned},
+                                                           {"incomplete", Certificate::kIncomplete},
+                                                           {"namesOnly", Certificate::kNamesOnly},
+                                                           {"addressesOnly", Certificate::kAddressesOnly}};
 
 inline constexpr Named<ContentLength> kContentLengthNames[] = {{"bytes", ContentLength::kBytes},
                                                                {"missing", ContentLength::kMissing},
@@ -35,6 +38,20 @@ inline constexpr Named<Malformed> kMalformedNames[] = {{"noHeaderEnd", Malformed
                                                        {"unknownCommand", Malformed::kUnknownCommand},
                                                        {"noDestination", Malformed::kNoDestination},
                                                        {"notStomp", Malformed::kNotStomp}};
+
+inline constexpr Named<Endpoint> kEndpointNames[] = {
+    {"participants", Endpoint::kParticipants},   {"signInList", Endpoint::kSignInList},
+    {"signInHistory", Endpoint::kSignInHistory}, {"signInReport", Endpoint::kSignInReport},
+    {"accountQuery", Endpoint::kAccountQuery},   {"matchReport", Endpoint::kMatchReport}};
+
+inline constexpr Named<Cut> kCutNames[] = {
+    {"before", Cut::kBefore}, {"head", Cut::kHead}, {"body", Cut::kBody}, {"reset", Cut::kReset}};
+
+inline constexpr Named<Content> kContentNames[] = {{"badJson", Content::kBadJson},
+                                                   {"empty", Content::kEmpty},
+                                                   {"notJson", Content::kNotJson},
+                                                   {"otherJson", Content::kOtherJson},
+                                                   {"wrongTypes", Content::kWrongTypes}};
 
 template <class Value, std::size_t N>
 std::optional<Value> FindNamed(const Named<Value> (&names)[N], std::string_view name) {

@@ -4,6 +4,8 @@
 
 #include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/ip/address.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <list>
 #include <map>
 #include <thread>
 #include <utility>
@@ -32,11 +34,11 @@ std::shared_ptr<Context> MakeContext(const ServerIdentity& identity) {
 
 class Network::Impl {
 public:
-    Impl(Hub& hub, NetworkSettings settings, const Identities& identities)
+    Impl(Hub& hub, RestService& rest, NetworkSettings settings, const Identities& identities)
         : m_hub(hub),
           m_settings(std::move(settings)),
+          m_servers{hub, rest, {m_settings.maxRequestBytes, m_settings.keepAliveTimeout}},
           m_io(1),
-          m_acceptor(m_io.get_executor()),
           m_tick(m_io.get_executor()) {
         for (const auto& [kind, identity] : identities.servers) {
             m_contexts[kind] = MakeContext(identity);
@@ -57,7 +59,9 @@ public:
     }
 
     void Run() {
-        Accept();
+        for (Listener& listener : m_listeners) {
+            Accept(listener);
+        }
         Tick();
         m_thread = std::thread([this] {
             pthread_setname_np(pthread_self(), "quor-sim-net");
@@ -79,43 +83,83 @@ public:
         });
     }
 
-private:
-    void Listen() {
-        ErrorCode error;
-        const auto address = asio::ip::make_address(m_settings.address, error);
-        if (error) {
-            throw Error("\"" + m_settings.address + "\" is no IP address");
-        }
-        const Tcp::endpoint endpoint(address, m_settings.port);
-        m_acceptor.open(endpoint.protocol(), error);
-        if (!error) {
-            m_acceptor.set_option(asio::socket_base::reuse_address(true), error);
-        }
-        if (!error) {
-            m_acceptor.bind(endpoint, error);
-        }
-        if (!error) {
-            m_acceptor.listen(asio::socket_base::max_listen_connections, error);
-        }
-        if (error) {
-            throw Error("cannot listen on " + m_settings.address + " port " +
-                        std::to_string(m_settings.port) + ": " + error.message());
-        }
-        m_port = m_acceptor.local_endpoint().port();
+    void WakeHeld() {
+        asio::post(m_io, [this] {
+            const auto connections = m_connections;
+            for (const auto& entry : connections) {
+                entry.second->WakeHeld();
+            }
+        });
     }
 
-    void Accept() {
-        m_acceptor.async_accept(m_io.get_executor(), [this](ErrorCode error, Connection::Socket socket) {
-            if (!m_acceptor.is_open()) {
-                return;
+private:
+    using Acceptor = asio::basic_socket_acceptor<Tcp, Connection::Executor>;
+    struct Listener {
+        explicit Listener(Acceptor made) : acceptor(std::move(made)) {}
+        Acceptor acceptor;
+        bool again = false; /* accepting failed and is tried again with the next tick */
+    };
+
+    /* With any port, the one that the first address got may be taken on the next: another one is tried. */
+    void Listen() {
+        constexpr int kTries = 20;
+        for (int tries = 1; !TryListen(tries == kTries); ++tries) {
+        }
+    }
+
+    bool TryListen(bool last) {
+        m_listeners.clear();
+        m_port = m_settings.port;
+        for (const std::string& text : m_settings.addresses) {
+            ErrorCode error;
+            const auto address = asio::ip::make_address(text, error);
+            if (error) {
+                throw Error("\"" + text + "\" is no IP address");
+            }
+            Acceptor acceptor(m_io.get_executor());
+            Open(acceptor, {address, m_port}, error);
+            if (error == asio::error::address_in_use && m_settings.port == 0 && m_port != 0 && !last) {
+                return false;
             }
             if (error) {
-                m_acceptAgain = true; /* no file descriptors, for example: tried again with the next tick */
-                return;
+                throw Error("cannot listen on " + text + " port " + std::to_string(m_port) + ": " +
+                            error.message());
             }
-            Begin(std::move(socket));
-            Accept();
-        });
+            m_port = acceptor.local_endpoint().port();
+            m_listeners.emplace_back(std::move(acceptor));
+        }
+        return true;
+    }
+
+    static void Open(Acceptor& acceptor, const Tcp::endpoint& endpoint, ErrorCode& error) {
+        acceptor.open(endpoint.protocol(), error);
+        if (!error) {
+            acceptor.set_option(asio::socket_base::reuse_address(true), error);
+        }
+        if (!error && endpoint.address().is_v6()) {
+            acceptor.set_option(asio::ip::v6_only(true), error); /* IPv4 has an acceptor of its own */
+        }
+        if (!error) {
+            acceptor.bind(endpoint, error);
+        }
+        if (!error) {
+            acceptor.listen(asio::socket_base::max_listen_connections, error);
+        }
+    }
+
+    void Accept(Listener& listener) {
+        listener.acceptor.async_accept(m_io.get_executor(),
+                                       [this, &listener](ErrorCode error, Connection::Socket socket) {
+                                           if (!listener.acceptor.is_open()) {
+                                               return;
+                                           }
+                                           if (error) {
+                                               listener.again = true; /* no file descriptors, for example */
+                                               return;
+                                           }
+                                           Begin(std::move(socket));
+                                           Accept(listener);
+                                       });
     }
 
     void Begin(Connection::Socket socket) {
@@ -124,8 +168,8 @@ private:
             return;
         }
         const std::uint64_t serial = ++m_lastSerial;
-        auto connection = std::make_shared<Connection>(serial, std::move(socket),
-                                                       m_contexts.at(m_hub.certificate()), m_hub, m_events);
+        auto connection = std::make_shared<Connection>(
+            serial, std::move(socket), m_contexts.at(m_hub.certificate()), m_servers, m_events);
         m_connections[serial] = connection;
         connection->Start(m_settings.handshakeTimeout);
     }
@@ -143,20 +187,26 @@ private:
     void Tick() {
         m_tick.expires_after(std::chrono::milliseconds(Hub::kTickMs));
         m_tick.async_wait([this](ErrorCode error) {
-            if (!error && m_acceptor.is_open()) {
-                m_hub.Tick(Hub::Clock::now());
-                if (std::exchange(m_acceptAgain, false)) {
-                    Accept();
-                }
-                Tick();
+            if (error || m_stopped) {
+                return;
             }
+            m_hub.Tick(Hub::Clock::now());
+            for (Listener& listener : m_listeners) {
+                if (std::exchange(listener.again, false)) {
+                    Accept(listener);
+                }
+            }
+            Tick();
         });
     }
 
     /* The thread's run ends by itself once every operation has been told that its socket is closed. */
     void Stop() {
         ErrorCode ignored;
-        m_acceptor.close(ignored);
+        m_stopped = true;
+        for (Listener& listener : m_listeners) {
+            listener.acceptor.close(ignored);
+        }
         m_tick.cancel();
         const auto connections = m_connections;
         for (const auto& entry : connections) {
@@ -166,14 +216,15 @@ private:
 
     Hub& m_hub;
     const NetworkSettings m_settings;
+    const Connection::Servers m_servers;
     std::map<Certificate, std::shared_ptr<Context>> m_contexts;
     asio::io_context m_io;
-    asio::basic_socket_acceptor<Tcp, Connection::Executor> m_acceptor;
+    std::list<Listener> m_listeners;
     asio::basic_waitable_timer<std::chrono::steady_clock, asio::wait_traits<std::chrono::steady_clock>,
                                Connection::Executor>
         m_tick;
     std::uint16_t m_port = 0;
-    bool m_acceptAgain = false;
+    bool m_stopped = false;
     Connection::Events m_events;
     std::uint64_t m_lastSerial = 0;
     std::map<std::uint64_t, std::shared_ptr<Connection>> m_connections; /* all, upgraded or not */
@@ -181,13 +232,14 @@ private:
     std::thread m_thread;
 };
 
-Network::Network(Hub& hub, const NetworkSettings& settings, const Identities& identities)
-    : m_impl(std::make_unique<Impl>(hub, settings, identities)) {
+Network::Network(Hub& hub, RestService& rest, const NetworkSettings& settings, const Identities& identities)
+    : m_impl(std::make_unique<Impl>(hub, rest, settings, identities)) {
     hub.Attach(this);
+    rest.Attach([impl = m_impl.get()] { impl->WakeHeld(); });
     m_impl->Run();
 }
 
-/* The hub is detached first: from there on nothing is posted any more. */
+/* The hub and the rest side are detached first: from there on nothing is posted any more. */
 Network::~Network() = default;
 
 std::uint16_t Network::port() const {

@@ -1,6 +1,6 @@
 /*
- * network.h - the TLS port: accepts, answers HTTP, upgrades to WebSocket and moves bytes between links and
- * the hub. All of asio and Beast stays in network.cpp.
+ * network.h - the TLS port: accepts on its addresses, answers HTTP through the rest side, upgrades to
+ * WebSocket and moves bytes between links and the hub. All of asio and Beast stays in the network sources.
  *
  * Threads: one thread of its own, from construction to destruction. The functions of LinkControl may be
  * called from any thread, also under the hub's mutex.
@@ -11,23 +11,27 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "certificates.h"
 #include "hub.h"
+#include "rest_service.h"
 
 namespace quor_simulator {
 
 struct NetworkSettings {
-    std::string address;
-    std::uint16_t port = 0;
+    std::vector<std::string> addresses; /* at least one */
+    std::uint16_t port = 0;             /* 0: any that is free on all addresses */
     Milliseconds handshakeTimeout{10000};
+    Milliseconds keepAliveTimeout{60000};
     std::size_t maxLinks = 256;
+    std::size_t maxRequestBytes = 1U << 20;
 };
 
 class Network : public LinkControl {
 public:
     /* Listens on return. Throws Error. */
-    Network(Hub& hub, const NetworkSettings& settings, const Identities& identities);
+    Network(Hub& hub, RestService& rest, const NetworkSettings& settings, const Identities& identities);
     ~Network() override; /* closes everything at once */
     Network(const Network&) = delete;
     Network& operator=(const Network&) = delete;

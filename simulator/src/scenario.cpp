@@ -7,10 +7,12 @@
 #include <sstream>
 #include <utility>
 
+#include "choose.h"
 #include "destinations.h"
 #include "json_node.h"
 #include "message_bodies.h"
-#include "names.h"
+#include "scenario_faults.h"
+#include "scenario_rest.h"
 
 namespace quor_simulator {
 namespace {
@@ -18,15 +20,6 @@ namespace {
 constexpr std::int64_t kMaxTimeMs = 24LL * 3600 * 1000;
 /* How long the player waits for room in a link's queue before it gives that link's copy up. */
 constexpr Milliseconds kPublishPatience{2000};
-
-template <class Value, std::size_t N>
-Value Choose(const JsonNode& node, const Named<Value> (&choices)[N]) {
-    const std::optional<Value> found = FindNamed(choices, node.Text());
-    if (!found) {
-        node.Fail("\"" + node.Text() + "\" is none of: " + ListNames(choices));
-    }
-    return *found;
-}
 
 std::string LocalTime() {
     const std::time_t now = std::time(nullptr);
@@ -39,17 +32,6 @@ std::string LocalTime() {
 
 double Seconds(Milliseconds time) {
     return static_cast<double>(time.count()) / 1000.0;
-}
-
-/* The texts of an optional array. */
-std::vector<std::string> TextsOf(const JsonNode& step, std::string_view member) {
-    std::vector<std::string> texts;
-    if (step.Has(member)) {
-        for (const JsonNode& item : step.Member(member).Items()) {
-            texts.push_back(item.Text());
-        }
-    }
-    return texts;
 }
 
 class Reader {
@@ -72,7 +54,9 @@ private:
     void CheckTranslation(const std::string& language, const JsonNode& text, const std::string& spoken) const;
     PublishOptions FrameOf(const JsonNode& step) const;
     void Say(Milliseconds at, std::string destination, std::string body, PublishOptions options = {});
-    void Do(std::function<void(Hub&)> fault, bool isDrop = false);
+    void Do(FaultStep fault, bool isDrop = false);
+    void Change(RestStep rest);
+    PersonFinder Finder() const;
 
     void CheckIn(const JsonNode& step);
     void Utterance(const JsonNode& step);
@@ -80,18 +64,23 @@ private:
     void Sites(const JsonNode& step);
     void Overlay(const JsonNode& step);
     void Message(const JsonNode& step);
-    void DropStep(const JsonNode& step);
-    void Freeze(const JsonNode& step);
-    void Thaw(const JsonNode& step);
-    void Malformed(const JsonNode& step);
-    void UseCertificate(const JsonNode& step);
-    void Refuse(const JsonNode& step);
-    void Tokens(const JsonNode& step);
-    void Slow(const JsonNode& step);
-    void MuteHeartBeats(const JsonNode& step);
+    void DropStep(const JsonNode& step) { Do(ReadDropStep(step), true); }
+    void Freeze(const JsonNode& step) { Do(ReadFreezeStep(step)); }
+    void Thaw(const JsonNode& step) { Do(ReadThawStep(step)); }
+    void Malformed(const JsonNode& step) { Do(ReadMalformedStep(step)); }
+    void UseCertificate(const JsonNode& step) { Do(ReadCertificateStep(step)); }
+    void Refuse(const JsonNode& step) { Do(ReadRefuseStep(step)); }
+    void Tokens(const JsonNode& step) { Do(ReadTokensStep(step)); }
+    void Slow(const JsonNode& step) { Do(ReadSlowStep(step)); }
+    void MuteHeartBeats(const JsonNode& step) { Do(ReadMuteHeartBeatsStep(step)); }
+    void Participants(const JsonNode& step);
+    void HttpFault(const JsonNode& step) { Change(ReadHttpFaultStep(step)); }
+    void HttpRelease(const JsonNode& step) { Change(ReadHttpReleaseStep(step)); }
+    void HttpClear(const JsonNode& step) { Change(ReadHttpClearStep(step)); }
 
     Scenario m_scenario;
     std::map<std::string, Person> m_people; /* by uuid */
+    std::vector<Person> m_order;            /* the same as the file lists them */
     std::vector<std::string> m_languages;
     Milliseconds m_at{0}; /* of the step being read */
     std::size_t m_step = 0;
@@ -113,15 +102,25 @@ const Reader::Kind Reader::kKinds[] = {
     {"tokens", &Reader::Tokens},
     {"slow", &Reader::Slow},
     {"muteHeartBeats", &Reader::MuteHeartBeats},
+    {"participants", &Reader::Participants},
+    {"httpFault", &Reader::HttpFault},
+    {"httpRelease", &Reader::HttpRelease},
+    {"httpClear", &Reader::HttpClear},
 };
 
 Scenario Reader::Read(const JsonNode& root) {
-    root.AllowOnly({"about", "conference", "people", "languages", "repeat", "periodMs", "steps"});
+    root.AllowOnly(
+        {"about", "conference", "people", "generate", "history", "languages", "repeat", "periodMs", "steps"});
     m_scenario.conference = root.Member("conference").Text();
     for (const JsonNode& language : root.Member("languages").Items()) {
         m_languages.push_back(language.Text());
     }
     ReadPeople(root.Member("people"));
+    m_scenario.contents =
+        MakeConference(m_order, static_cast<std::size_t>(root.IntegerOr("generate", 0, kMaxGenerated, 0)));
+    if (root.Has("history")) {
+        m_scenario.history = ReadHistory(root.Member("history"), Finder());
+    }
     for (const JsonNode& step : root.Member("steps").Items()) {
         ReadStep(step);
         ++m_step;
@@ -146,6 +145,7 @@ void Reader::ReadPeople(const JsonNode& list) {
         if (!m_people.emplace(person.uuid, person).second) {
             item.Member("uuid").Fail("\"" + person.uuid + "\" occurs twice");
         }
+        m_order.push_back(person);
     }
 }
 
@@ -234,13 +234,29 @@ void Reader::Say(Milliseconds at, std::string destination, std::string body, Pub
     m_scenario.actions.push_back(std::move(action));
 }
 
-void Reader::Do(std::function<void(Hub&)> fault, bool isDrop) {
+void Reader::Do(FaultStep fault, bool isDrop) {
     ScenarioAction action;
     action.at = m_at;
     action.step = m_step;
     action.fault = std::move(fault);
     action.isDrop = isDrop;
     m_scenario.actions.push_back(std::move(action));
+}
+
+void Reader::Change(RestStep rest) {
+    ScenarioAction action;
+    action.at = m_at;
+    action.step = m_step;
+    action.rest = std::move(rest);
+    m_scenario.actions.push_back(std::move(action));
+}
+
+PersonFinder Reader::Finder() const {
+    return [this](const JsonNode& node) -> const Person& { return PersonOf(node); };
+}
+
+void Reader::Participants(const JsonNode& step) {
+    Change(ReadParticipantsStep(step, m_scenario.conference, Finder()));
 }
 
 void Reader::CheckIn(const JsonNode& step) {
@@ -257,6 +273,11 @@ void Reader::CheckIn(const JsonNode& step) {
         const std::vector<Person> some(people.begin() + static_cast<Offset>(from),
                                        people.begin() + static_cast<Offset>(to));
         Say(m_at, CheckInTopic(m_scenario.conference), CheckInBody(some, time, type), FrameOf(step));
+        m_scenario.actions.back().rest = [conference = m_scenario.conference, some, time, type](Rest& rest) {
+            for (const Person& person : some) {
+                rest.CheckIn(conference, CheckedIn(person, time, type));
+            }
+        };
     }
 }
 
@@ -268,11 +289,11 @@ void Reader::Utterance(const JsonNode& step) {
     caption.srcLang = LanguageOf(step.Member("srcLang"));
     caption.startTimeS = Seconds(m_at);
     const Milliseconds interval(step.IntegerOr("intervalMs", 0, kMaxTimeMs, 300));
-    const std::vector<std::string> omit = TextsOf(step, "omit");
+    const std::vector<std::string> omit = step.TextsOr("omit");
     const std::string topic = CaptionTopic(m_scenario.conference, caption.srcLang);
     Milliseconds at = m_at;
     caption.isFinal = false;
-    for (const std::string& text : TextsOf(step, "interim")) {
+    for (const std::string& text : step.TextsOr("interim")) {
         caption.text = text;
         caption.endTimeS = Seconds(at);
         Say(at, topic, CaptionBody(caption, omit), FrameOf(step));
@@ -334,68 +355,6 @@ void Reader::Message(const JsonNode& step) {
     const Json& body = step.Member("body").value();
     Say(m_at, step.Member("destination").Text(), body.is_string() ? body.get<std::string>() : body.dump(),
         FrameOf(step));
-}
-
-void Reader::DropStep(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "how", "code", "reason"});
-    const Drop how = step.Has("how") ? Choose(step.Member("how"), kDropNames) : Drop::kCloseFrame;
-    const auto code = static_cast<std::uint16_t>(step.IntegerOr("code", 1000, 4999, 1001));
-    Do([how, code, reason = step.TextOr("reason", "going away")](
-           Hub& hub) { hub.DropLinks(how, code, reason, std::nullopt); },
-       true);
-}
-
-void Reader::Freeze(const JsonNode& step) {
-    step.AllowOnly({"at", "kind"});
-    Do([](Hub& hub) { hub.FreezeLinks(true); });
-}
-
-void Reader::Thaw(const JsonNode& step) {
-    step.AllowOnly({"at", "kind"});
-    Do([](Hub& hub) { hub.FreezeLinks(false); });
-}
-
-void Reader::Malformed(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "form"});
-    Do([form = Choose(step.Member("form"), kMalformedNames)](Hub& hub) { hub.PublishMalformed(form); });
-}
-
-void Reader::UseCertificate(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "use"});
-    Do([kind = Choose(step.Member("use"), kCertificateNames)](Hub& hub) { hub.UseCertificate(kind); });
-}
-
-void Reader::Refuse(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "status", "connect", "times"});
-    const auto times = static_cast<std::size_t>(step.IntegerOr("times", 0, 1000000, 1));
-    if (step.Has("status") == step.Has("connect")) {
-        step.Fail("needs either \"status\" or \"connect\"");
-    }
-    if (step.Has("status")) {
-        const auto status = static_cast<unsigned int>(step.Member("status").Integer(400, 599));
-        Do([status, times](Hub& hub) { hub.RefuseUpgrades(status, times); });
-    } else {
-        Do([text = step.Member("connect").Text(), times](Hub& hub) { hub.RefuseConnect(text, times); });
-    }
-}
-
-void Reader::Tokens(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "accept", "revoke"});
-    step.Member("accept");
-    Do([tokens = TextsOf(step, "accept"), revoke = step.FlagOr("revoke", false)](Hub& hub) {
-        hub.SetTokens(tokens, revoke);
-    });
-}
-
-void Reader::Slow(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "bytesPerSecond"});
-    const auto rate = static_cast<std::size_t>(step.Member("bytesPerSecond").Integer(0, INT32_MAX));
-    Do([rate](Hub& hub) { hub.SlowSending(rate); });
-}
-
-void Reader::MuteHeartBeats(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "mute"});
-    Do([mute = step.FlagOr("mute", true)](Hub& hub) { hub.MuteHeartBeats(mute); });
 }
 
 }  // namespace

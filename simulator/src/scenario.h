@@ -6,6 +6,7 @@
 #define QUOR_SIMULATOR_SCENARIO_H
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,17 +22,20 @@ struct ScenarioMessage {
     PublishOptions options;
 };
 
-/* Either a message or a fault. */
+/* A message, a fault or a change of the HTTP side; a message may come with such a change. */
 struct ScenarioAction {
     Milliseconds at{0};
     std::size_t step = 0; /* index in the file's list; an utterance makes several actions */
     std::optional<ScenarioMessage> message;
     std::function<void(Hub&)> fault;
+    std::function<void(Rest&)> rest;
     bool isDrop = false;
 };
 
 struct Scenario {
     std::string conference;
+    Conference contents;                       /* what HTTP requests find there before the first step */
+    std::map<std::string, Conference> history; /* conferences that are over */
     std::vector<ScenarioAction>
         actions;              /* at least one, by time; those of the same time in the file's order */
     Milliseconds period{0};   /* of one round, when it is repeated */

@@ -84,9 +84,12 @@ bool ScenarioPlayer::SleepUntil(std::chrono::steady_clock::time_point time) {
 
 void ScenarioPlayer::Perform(const ScenarioAction& action) {
     std::size_t reached = 0;
+    if (action.rest) {
+        action.rest(m_rest); /* before the message: who gets it and asks sees it listed */
+    }
     if (action.message) {
         reached = m_hub.Publish(action.message->destination, action.message->body, action.message->options);
-    } else {
+    } else if (action.fault) {
         action.fault(m_hub);
     }
     MutexLock lock(m_mutex);

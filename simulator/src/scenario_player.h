@@ -17,7 +17,7 @@ namespace quor_simulator {
 
 class ScenarioPlayer {
 public:
-    explicit ScenarioPlayer(Hub& hub) : m_hub(hub) {}
+    ScenarioPlayer(Hub& hub, Rest& rest) : m_hub(hub), m_rest(rest) {}
     ~ScenarioPlayer() { Stop(); }
     ScenarioPlayer(const ScenarioPlayer&) = delete;
     ScenarioPlayer& operator=(const ScenarioPlayer&) = delete;
@@ -34,6 +34,7 @@ private:
     void Perform(const ScenarioAction& action);
 
     Hub& m_hub;
+    Rest& m_rest;
     Mutex m_threadMutex; /* start and end of the thread; taken before m_mutex */
     std::thread m_thread QUOR_SIM_GUARDED_BY(m_threadMutex);
     mutable Mutex m_mutex;

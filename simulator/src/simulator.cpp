@@ -5,17 +5,22 @@
 #include "certificates.h"
 #include "hub.h"
 #include "network.h"
+#include "rest_service.h"
 #include "scenario.h"
 #include "scenario_player.h"
 #include "sync.h"
 
 namespace quor_simulator {
 
-/* Lock order: m_mutex (start, stop, scenario) before the hub's mutex. */
+/* Lock order: m_mutex (start, stop, scenario), the rest side's mutex, the hub's mutex. */
 class Simulator::Impl {
 public:
     explicit Impl(Options options)
-        : m_options(std::move(options)), m_hub(m_options), m_port(m_options.port) {}
+        : m_options(std::move(options)),
+          m_hub(m_options),
+          m_rest({m_options.people, m_options.receivedKept,
+                  [this](std::string_view token) { return m_hub.AcceptsToken(token); }}),
+          m_port(m_options.port) {}
 
     void Start() QUOR_SIM_EXCLUDES(m_mutex) {
         MutexLock lock(m_mutex);
@@ -29,15 +34,17 @@ public:
             throw Error("speed must be greater than 0");
         }
         if (!m_scenario && !m_options.scenarioFile.empty()) {
-            m_scenario = ReadScenarioFile(m_options.scenarioFile);
+            Use(ReadScenarioFile(m_options.scenarioFile));
         } else if (!m_scenario && !m_options.scenarioText.empty()) {
-            m_scenario = ParseScenario(m_options.scenarioText, "scenarioText");
+            Use(ParseScenario(m_options.scenarioText, "scenarioText"));
         }
-        const Identities identities = PrepareIdentities(m_options.stateDirectory);
+        const Identities identities = PrepareIdentities(m_options.stateDirectory, m_options.serverNames);
         m_caFile = identities.caFile;
-        const NetworkSettings settings{m_options.address, m_port, m_options.handshakeTimeout,
-                                       m_options.maxLinks};
-        m_network = std::make_unique<Network>(m_hub, settings, identities);
+        NetworkSettings settings{m_options.moreAddresses,    m_port,
+                                 m_options.handshakeTimeout, m_options.keepAliveTimeout,
+                                 m_options.maxLinks,         m_options.maxRequestBytes};
+        settings.addresses.insert(settings.addresses.begin(), m_options.address);
+        m_network = std::make_unique<Network>(m_hub, m_rest, settings, identities);
         m_port = m_network->port();
     }
 
@@ -45,6 +52,7 @@ public:
         StopScenario();
         MutexLock lock(m_mutex);
         m_hub.Attach(nullptr);
+        m_rest.Attach(nullptr);
         m_network.reset();
     }
 
@@ -63,7 +71,7 @@ public:
 
     void SetScenario(Scenario scenario) QUOR_SIM_EXCLUDES(m_mutex) {
         MutexLock lock(m_mutex);
-        m_scenario = std::move(scenario);
+        Use(std::move(scenario));
     }
     void PlayScenario() QUOR_SIM_EXCLUDES(m_mutex) {
         MutexLock lock(m_mutex);
@@ -78,12 +86,23 @@ public:
     void StopScenario() { m_player.Stop(); }
 
     Hub& hub() { return m_hub; }
+    RestService& rest() { return m_rest; }
     const ScenarioPlayer& player() const { return m_player; }
 
 private:
+    /* Its conferences are there from now on, its steps are played later. */
+    void Use(Scenario scenario) QUOR_SIM_REQUIRES(m_mutex) {
+        m_rest.SetConference(scenario.conference, scenario.contents);
+        for (const auto& [id, conference] : scenario.history) {
+            m_rest.SetHistory(id, conference);
+        }
+        m_scenario = std::move(scenario);
+    }
+
     const Options m_options;
     Hub m_hub;
-    ScenarioPlayer m_player{m_hub};
+    RestService m_rest;
+    ScenarioPlayer m_player{m_hub, m_rest};
     mutable Mutex m_mutex;
     std::uint16_t m_port QUOR_SIM_GUARDED_BY(m_mutex); /* wanted before the first start, taken after it */
     std::string m_caFile QUOR_SIM_GUARDED_BY(m_mutex);
@@ -156,6 +175,10 @@ void Simulator::ClearReceived() {
 }
 Statistics Simulator::GetStatistics() const {
     return m_impl->hub().GetStatistics();
+}
+
+Rest& Simulator::rest() {
+    return m_impl->rest();
 }
 
 std::size_t Simulator::DropLinks(Drop how, std::uint16_t code, std::string_view reason,

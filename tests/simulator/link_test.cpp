@@ -86,6 +86,20 @@ TEST_F(Link, WithoutAuthorizationItIsAManagementLink) {
     EXPECT_TRUE(simulator().Links()[0].manager);
 }
 
+TEST_F(Link, AManagementLinkIsConnectedWithoutConnect) {
+    Start();
+    ConnectOptions options;
+    options.authorization = std::nullopt;
+    RawClient client;
+    ASSERT_TRUE(client.Connect(simulator().port(), simulator().caFile(), options).ok);
+    ASSERT_TRUE(simulator().WaitForLinkCount(1, kPatience));
+    const auto links = simulator().Links();
+    EXPECT_TRUE(links[0].connected);
+    EXPECT_EQ(links[0].stompVersion, "");
+    EXPECT_EQ(simulator().PublishRaw("raw"), 1U);
+    EXPECT_EQ(client.ReadMessage(), "raw");
+}
+
 TEST_F(Link, ManagementLinksCanBeForbidden) {
     Options settings;
     settings.allowManagerLinks = false;

@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "fixture.h"
+#include "http_fixture.h"
 
 namespace quor_test {
 namespace {
@@ -146,6 +146,71 @@ TEST_F(Program, ReadyFileCommandsAndQuit) {
     EXPECT_EQ(stats["links"]["dropped"], 1);
 }
 
+TEST_F(Program, HttpCommands) {
+    Process process(With({"--people", "401", "--also-address", "::1", "--server-name", "conference.test",
+                          "--token", "t1", "--stats-file", Path("stats")}));
+    const json ready = json::parse(process.ReadLine());
+    HttpsClient link;
+    ASSERT_TRUE(link.Connect(ready["port"], ready["caFile"], "::1", "conference.test")) << link.lastError();
+    const std::string question = ParticipantsText("any", 2, 200, "t1");
+    EXPECT_EQ(json::parse(link.Ask(question).body)["content"].size(), 1U);
+    EXPECT_EQ(link.Ask(ParticipantsText("any", 2)).status, 403U);
+
+    const auto ask = [&](const std::string& command) { return json::parse(process.Ask(command)); };
+    EXPECT_EQ(ask("people any 1601")["answer"], "any has 1601 people");
+    EXPECT_EQ(json::parse(link.Ask(question).body)["totalElements"], 1601);
+
+    EXPECT_EQ(ask("http-fault participants status=503 skip=1 times=1")["answer"],
+              "requests of the kind participants meet a fault");
+    EXPECT_EQ(link.Ask(question).status, 200U);
+    EXPECT_EQ(link.Ask(question).status, 503U);
+    EXPECT_EQ(link.Ask(question).status, 200U);
+
+    EXPECT_EQ(ask("http-fault participants pageSize=250 omit=id,totalPages delayMs=1")["ok"], true);
+    const json page = json::parse(link.Ask(question).body);
+    EXPECT_EQ(page["content"].size(), 250U);
+    EXPECT_FALSE(page.contains("totalPages"));
+    EXPECT_FALSE(page["content"][0]["generalParam"].contains("id"));
+    EXPECT_EQ(ask("http-fault participants content=notJson")["ok"], true);
+    EXPECT_EQ(link.Ask(question).Header("Content-Type"), "text/html");
+    EXPECT_EQ(ask("http-clear participants")["answer"], "requests are answered as they should be");
+    EXPECT_EQ(link.Ask(question).status, 200U);
+
+    EXPECT_EQ(ask("http-fault matchReport hold")["ok"], true);
+    ASSERT_TRUE(link.Send(MatchText("any").replace(MatchText("any").find("token: t"), 8, "token: t1")));
+    while (ask("matches")["answer"] == "0 match reports") {
+    }
+    EXPECT_EQ(ask("matches")["answer"], "1 match report; any s u 1.234 to 2.000");
+    EXPECT_EQ(ask("http-release participants")["answer"], "0 answers released");
+    EXPECT_EQ(ask("http-release")["answer"], "1 answer released");
+    EXPECT_EQ(link.Read().status, 200U);
+
+    EXPECT_EQ(ask("http-fault signInList cut=before")["ok"], true);
+    EXPECT_FALSE(link.Ask(RequestText("GET", SignInsTarget("any"), "", "t1")).whole);
+    for (const char* bad : {"http-fault", "http-fault participants", "http-fault nothing status=500",
+                            "http-fault participants status=99", "http-fault participants status",
+                            "http-fault participants cut=x", "http-fault participants content=good",
+                            "http-fault participants nonsense=1", "http-fault participants holdme",
+                            "http-fault participants times=0", "http-fault participants pageSize=0",
+                            "http-fault participants omit=", "http-release x", "http-clear x", "people",
+                            "people c", "people c x", "people c 1000001"}) {
+        EXPECT_EQ(ask(bad)["ok"], false) << bad;
+    }
+    const std::string requests = ask("requests")["answer"];
+    EXPECT_EQ(requests.substr(0, 86),
+              "11 requests; 200 POST /conf-portal/online/conferences/any/participants/conditions?page");
+    EXPECT_NE(requests.find("; 403 POST "), std::string::npos);
+    EXPECT_EQ(ask("quit")["ok"], true);
+    EXPECT_EQ(process.Wait(), 0);
+    const json http = ReadJson(Path("stats"))["http"];
+    EXPECT_EQ(http["endpoints"]["participants"],
+              json::parse(R"({"requests":9,"good":5,"refused":1,"faulty":3,"tokenRefused":1})"));
+    EXPECT_EQ(http["endpoints"]["matchReport"]["faulty"], 1);
+    EXPECT_EQ(http["connectionsCut"], 1);
+    EXPECT_EQ(http["unknown"], 0);
+    EXPECT_EQ(http["malformed"], 0);
+}
+
 TEST_F(Program, SignalsEndItInOrder) {
     for (const int number : {SIGINT, SIGTERM}) {
         Process process(With({"--stats-file", Path("stats")}));
@@ -188,6 +253,8 @@ TEST_F(Program, ExitCodes) {
     EXPECT_EQ(Process({"--nonsense"}).Wait(), 2);
     EXPECT_EQ(Process({"--port", "70000"}).Wait(), 2);
     EXPECT_EQ(Process({"--exit-after-scenario"}).Wait(), 2);
+    EXPECT_EQ(Process({"--people", "many"}).Wait(), 2);
+    EXPECT_EQ(Process(With({"--server-name", "no name"})).Wait(), 1);
     Process scenario(With({"--scenario", "/nonexistent.json"}));
     EXPECT_EQ(scenario.Wait(), 3);
     EXPECT_EQ(scenario.rest(), "quor-simulator: /nonexistent.json: cannot be read\n\n");

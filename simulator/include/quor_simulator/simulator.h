@@ -1,7 +1,8 @@
 /*
  * simulator.h - the conference management server as a library: one TLS port that speaks WebSocket and
- * STOMP 1.0 to 1.2, checks credentials and tokens, publishes messages and produces faults on command. Tests
- * start it in-process; the program quor-simulator is a command line around it.
+ * STOMP 1.0 to 1.2 and answers HTTP requests (rest.h), checks credentials and tokens, publishes messages and
+ * produces faults on command. Tests start it in-process; the program quor-simulator is a command line around
+ * it.
  *
  * Threads. Every member function may be called from any thread. A simulator owns one network thread and,
  * while a scenario plays, one player thread. No callback runs in the caller's code. Functions named Wait...
@@ -27,28 +28,29 @@
 #include <utility>
 #include <vector>
 
-namespace quor_simulator {
+#include "quor_simulator/rest.h"
 
-using Milliseconds = std::chrono::milliseconds;
+namespace quor_simulator {
 
 /* Numbers links from 1 upwards over the life of a Simulator object; a restart does not begin again. */
 using LinkId = std::uint64_t;
-
-using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
 class Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/* What new links are shown during the TLS handshake. All but kSelfSigned are issued by the simulator's own
- * CA. */
+/* What new connections are shown during the TLS handshake. All but kSelfSigned lead to the simulator's own
+ * CA. The good names are localhost, 127.0.0.1, ::1 and Options::serverNames. */
 enum class Certificate {
-    kGood,        /* localhost, 127.0.0.1 and ::1, valid now */
-    kWrongHost,   /* another host's name */
-    kExpired,     /* ended yesterday */
-    kNotYetValid, /* begins tomorrow */
-    kSelfSigned,  /* right names, unknown issuer */
+    kGood,          /* the good names, valid now */
+    kWrongHost,     /* another host's name */
+    kExpired,       /* ended yesterday */
+    kNotYetValid,   /* begins tomorrow */
+    kSelfSigned,    /* right names, unknown issuer */
+    kIncomplete,    /* right names; the issuer between it and the CA is not sent */
+    kNamesOnly,     /* of the good names those that are no addresses */
+    kAddressesOnly, /* of the good names the addresses */
 };
 
 /* How a link is ended. kReset discards what was not sent yet; the others deliver queued frames first. */
@@ -82,16 +84,19 @@ struct Options {
     std::string address = "127.0.0.1";
     std::uint16_t port =
         0; /* 0: any free port; the same one is taken again by a restart of the same object */
+    std::vector<std::string> moreAddresses; /* listened on too, with the same port; for example "::1" */
 
     /* Keeps ca.pem, server.pem and their keys (mode 0600). Made by the first start, reused later, so that
      * clients may go on trusting the CA file. Must not be empty. */
     std::string stateDirectory;
+    /* DNS names and IP addresses that the certificates carry besides localhost, 127.0.0.1 and ::1. */
+    std::vector<std::string> serverNames;
 
     std::string userName = "terminal";
     std::string password = "quor-demo";
 
-    /* Tokens that a subscription to /topic/conferences/... or /topic/terminal/... may carry. Empty: any text
-     * that is not empty. */
+    /* Tokens that a subscription to /topic/conferences/... or /topic/terminal/... and an HTTP request may
+     * carry. Empty: any text that is not empty. */
     std::vector<std::string> tokens;
 
     /* An upgrade without any Authorization header becomes a management link: it may SEND large-model requests
@@ -104,14 +109,24 @@ struct Options {
     Milliseconds heartBeatSend{10000};
     Milliseconds heartBeatReceive{10000};
 
-    /* From the accepted TCP connection to the end of the upgrade, and from there to the CONNECT frame. */
+    /* From the accepted TCP connection to the end of the upgrade or of the first HTTP request, and from the
+     * upgrade to the CONNECT frame. */
     Milliseconds handshakeTimeout{10000};
+    /* From the end of an HTTP answer to the end of the next request on the same connection, and for a client
+     * to take an answer. */
+    Milliseconds keepAliveTimeout{60000};
 
-    std::size_t linkQueueBytes = 4U << 20; /* frames waiting for a slow receiver, per link */
-    std::size_t maxFrameBytes = 1U << 20;  /* inbound STOMP frame and WebSocket message */
-    std::size_t maxLinks = 256;            /* further connections are closed at once */
+    std::size_t linkQueueBytes = 4U << 20;  /* frames waiting for a slow receiver, per link */
+    std::size_t maxFrameBytes = 1U << 20;   /* inbound STOMP frame and WebSocket message */
+    std::size_t maxLinks = 256;             /* further connections are closed at once, HTTP ones too */
+    std::size_t maxRequestBytes = 1U << 20; /* body of an HTTP request, else it is answered 413 */
     std::size_t maxSubscriptionsPerLink = 256;
-    std::size_t receivedKept = 1000; /* newest SENDs that Received() can show; all are counted */
+    std::size_t receivedKept = 1000; /* newest SENDs, and newest HTTP requests, that can be shown; all are
+                                      * counted */
+
+    /* Every conference that HTTP requests name exists with so many generated people (GenerateConference),
+     * unless it was set otherwise. nullopt: only those that were set exist. */
+    std::optional<std::size_t> people;
 
     std::string scenarioFile; /* loaded by Start when not empty, as by LoadScenarioFile */
     std::string scenarioText; /* likewise, as by LoadScenarioText; at most one of both */
@@ -144,7 +159,7 @@ struct RawOptions {
     bool binary = false;
     std::size_t messages = 1;
     std::size_t fragments = 1;
-    std::optional<LinkId> onlyLink; /* nullopt: every link that has had its CONNECTED */
+    std::optional<LinkId> onlyLink; /* nullopt: every link that is LinkInfo::connected */
     Milliseconds timeout{10000};
 };
 
@@ -160,9 +175,9 @@ struct LinkInfo {
     LinkId id = 0;
     std::string peer; /* address:port */
     bool manager = false;
-    bool connected = false; /* CONNECTED was sent */
+    bool connected = false; /* CONNECTED was sent; on a management link, which needs none: always */
     bool frozen = false;
-    std::string stompVersion;         /* "1.0", "1.1" or "1.2"; empty before CONNECTED */
+    std::string stompVersion;         /* "1.0", "1.1" or "1.2"; empty while no CONNECTED was sent */
     Milliseconds heartBeatSend{0};    /* agreed: this server sends at least so often; 0: never */
     Milliseconds heartBeatReceive{0}; /* agreed: the client sends at least so often; 0: not expected */
     std::size_t queuedBytes = 0;
@@ -186,7 +201,7 @@ struct DestinationCount {
 struct Statistics {
     std::map<std::string, DestinationCount> destinations;
     std::uint64_t linksAccepted = 0;    /* WebSocket upgrades answered 101 */
-    std::uint64_t linksRefused = 0;     /* TLS or HTTP said no */
+    std::uint64_t linksRefused = 0;     /* upgrades that TLS or HTTP said no to; silent connections too */
     std::uint64_t linksEnded = 0;       /* accepted links that are gone, for whatever reason */
     std::uint64_t linksDropped = 0;     /* of these: by DropLinks or a scenario's fault */
     std::uint64_t silentLinksEnded = 0; /* of these: missing heart-beats */
@@ -251,13 +266,16 @@ public:
     /* At least count. */
     bool WaitForSubscribers(std::size_t count, Milliseconds timeout) const;
     std::vector<LinkInfo> Links() const;
-    /* Exactly count links that have had their CONNECTED. */
+    /* Exactly count links that are LinkInfo::connected. */
     bool WaitForLinkCount(std::size_t count, Milliseconds timeout) const;
     std::vector<ReceivedSend> Received() const; /* the newest Options::receivedKept, oldest first */
     /* At least count SENDs arrived at destination since construction or ClearReceived. */
     bool WaitForReceived(std::string_view destination, std::size_t count, Milliseconds timeout) const;
     void ClearReceived();
     Statistics GetStatistics() const;
+
+    /* ---- HTTP requests: conferences, records, faults (rest.h). Lives as long as this object. */
+    Rest& rest();
 
     /* ---- faults -------------------------------------------------------------------------------------------
      */
@@ -274,14 +292,14 @@ public:
     void RefuseUpgrades(unsigned int httpStatus, std::size_t times = SIZE_MAX);
     /* New CONNECT frames are answered with an ERROR frame with this message header; empty ends it. */
     void RefuseConnect(std::string_view message, std::size_t times = SIZE_MAX);
-    /* For new links. */
+    /* For new connections. */
     void UseCertificate(Certificate kind);
     /* true: promised heart-beats are not sent. */
     void MuteHeartBeats(bool mute);
     /* Every link writes at most so many bytes a second, 0: no limit. */
     void SlowSending(std::size_t bytesPerSecond);
-    /* Replaces Options::tokens for later subscriptions. revoke: subscriptions whose token is no longer
-     * accepted get an ERROR "token refused" and their link ends. */
+    /* Replaces Options::tokens for later subscriptions and HTTP requests. revoke: subscriptions whose token
+     * is no longer accepted get an ERROR "token refused" and their link ends. */
     void SetTokens(std::vector<std::string> tokens, bool revoke = false);
     void SetCredentials(std::string userName, std::string password);
     /* true: SUBSCRIBE, UNSUBSCRIBE and DISCONNECT with a receipt header get no RECEIPT. */
