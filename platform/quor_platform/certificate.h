@@ -23,9 +23,9 @@ struct QuorOmCertPath {
 };
 
 /*
- * Writes the path of the certificates asked for into *out, which the caller has zeroed. option is 0. Cheap enough
- * to be asked for every request, so that certificates installed meanwhile take effect. 0 success; non-zero: a null
- * argument, an unknown query, nothing configured, or it does not exist; then out->path is an empty text.
+ * Writes the path of the certificates asked for into *out, which the caller has zeroed. option is 0. Cheap
+ * enough for every request, so that new certificates take effect. 0 success; non-zero: a null argument, an
+ * unknown query, nothing configured, or it does not exist; then out->path is an empty text.
  */
 unsigned int QuorOmCertGetCertPath(const struct QuorOmCertQuery* query, unsigned int option,
                                    struct QuorOmCertPath* out);

@@ -34,18 +34,18 @@ QUOR_PLATFORM_STATIC_ASSERT(sizeof(struct CloudDnsRecord) == 288, "the service r
 
 /*
  * The IPv4 addresses of host (NUL-terminated; a literal address stands for itself). On entry *count is the
- * capacity of table, on success the number of entries filled. Entries are zeroed before they are filled. addressKind
- * 2 asks for addresses; option1 and option2 are 1. Non-zero: a null argument, bad name, no such name, a name
- * without IPv4 addresses, no answer in time; then *count is 0. A platform may also succeed with 0 entries.
+ * capacity of table, on success the number of entries filled, each zeroed first. addressKind is 2, option1
+ * and option2 are 1. Non-zero: a null argument, bad name, no such name, a name without IPv4 addresses, no
+ * answer in time; then *count is 0. A platform may also succeed with 0 entries.
  */
 unsigned int QUOR_NETB_DnsGetIpBySynResolveEx(const char* host, unsigned int addressKind,
                                               struct QuorNetbDnsAddress* table, unsigned int* count,
                                               unsigned int option1, unsigned int option2);
 
 /*
- * The records of _service._protocol.host in the order of the answer; service and protocol without underscores. An
- * entry whose target has no IPv4 address is filled with address 0. Weights stay as they were received. Counts,
- * options and results as above.
+ * The records of _service._protocol.host in the order of the answer; service and protocol without
+ * underscores. An entry whose target has no IPv4 address is filled with address 0. Weights stay as they were
+ * received. Counts, options and results as above.
  */
 unsigned int QUOR_NETB_DnsGetSrvBySynResolveEx(const char* service, const char* protocol, const char* host,
                                                struct CloudDnsRecord* table, unsigned int* count,

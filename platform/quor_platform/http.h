@@ -1,5 +1,5 @@
 /*
- * http.h - the HTTP transport: requests over HTTPS (RFC 9110, RFC 9112), blocking or with a completion callback.
+ * http.h - the HTTP transport: requests over HTTPS (RFC 9110, RFC 9112), blocking or with a callback.
  *
  * Threads: every function is callable from any thread, sends of several threads run at the same time.
  * Lengths are bytes. The transport never redirects and takes every HTTP status for a success of its own.
@@ -17,26 +17,26 @@ QUOR_PLATFORM_BEGIN
 #define QUOR_HTTP_METHOD_PUT 5U  /* with a body */
 
 /*
- * What became of a request on its way; the same numbers are the results of the sends. Other values are possible:
- * 1 to 99 for other failures, 101 to 199 for a server that could not be reached. 200 is never used for a failure.
+ * What became of a request; the same numbers are the results of the sends. Others are possible: 1 to 99 for
+ * other failures, 101 to 199 for a server that could not be reached. 200 is never used for a failure.
  */
 #if defined(__cplusplus)
 enum EN_HTTP_ERRORCODE : int {
 #else
 enum EN_HTTP_ERRORCODE {
 #endif
-    HTTP_ERRORCODE_OK = 0,               /* an HTTP answer arrived, whatever its status */
-    HTTP_ERRORCODE_INVALID = 1,          /* a null argument, an unknown method, no URL or one that is not https */
-    HTTP_ERRORCODE_NOT_INITIALISED = 2,  /* before quor_http_init or after quor_http_uninit */
-    HTTP_ERRORCODE_CANCELLED = 3,        /* ended by quor_http_uninit or by the host */
-    HTTP_ERRORCODE_NO_MEMORY = 4,        /* not enough memory for the request or its answer */
-    HTTP_ERRORCODE_ANSWER = 5,           /* not an HTTP answer, cut off, or larger than the transport accepts */
-    HTTP_ERRORCODE_CERTIFICATE = 6,      /* the trusted certificates are missing, empty or unreadable */
-    HTTP_ERRORCODE_RESOLVE = 101,        /* the server's name has no address */
-    HTTP_ERRORCODE_CONNECT = 102,        /* no connection to the server, or it ended before an answer */
-    HTTP_ERRORCODE_TIMEOUT = 103,        /* a time limit passed */
-    HTTP_ERRORCODE_TLS = 120,            /* the TLS handshake failed or the server's certificate was refused */
-    HTTP_ERRORCODE_OK_ALSO = 200         /* callers take it for a success; this transport never reports it */
+    HTTP_ERRORCODE_OK = 0,      /* an HTTP answer arrived, whatever its status */
+    HTTP_ERRORCODE_INVALID = 1, /* a null argument, an unknown method, no URL or one that is not https */
+    HTTP_ERRORCODE_NOT_INITIALISED = 2, /* before quor_http_init or after quor_http_uninit */
+    HTTP_ERRORCODE_CANCELLED = 3,       /* ended by quor_http_uninit or by the host */
+    HTTP_ERRORCODE_NO_MEMORY = 4,       /* not enough memory for the request or its answer */
+    HTTP_ERRORCODE_ANSWER = 5,      /* not an HTTP answer, cut off, or larger than the transport accepts */
+    HTTP_ERRORCODE_CERTIFICATE = 6, /* the trusted certificates are missing, empty or unreadable */
+    HTTP_ERRORCODE_RESOLVE = 101,   /* the server's name has no address */
+    HTTP_ERRORCODE_CONNECT = 102,   /* no connection to the server, or it ended before an answer */
+    HTTP_ERRORCODE_TIMEOUT = 103,   /* a time limit passed */
+    HTTP_ERRORCODE_TLS = 120,       /* the TLS handshake failed or the server's certificate was refused */
+    HTTP_ERRORCODE_OK_ALSO = 200    /* callers take it for a success; this transport never reports it */
 };
 #if !defined(__cplusplus)
 typedef enum EN_HTTP_ERRORCODE EN_HTTP_ERRORCODE;
@@ -55,9 +55,9 @@ struct tagHTTP_HEADER {
 };
 
 /*
- * How the server is verified. caPath is a file with PEM certificates or a directory of them as OpenSSL hashes it;
- * nothing else is trusted. verifyPeer 1: the server's chain and name are verified; the transport does so whatever
- * stands here. checkRevocation 0: no revocation look-up. Neither ever means to skip the name.
+ * How the server is verified. caPath is a file with PEM certificates or a directory of them as OpenSSL hashes
+ * it; nothing else is trusted. verifyPeer 1: the server's chain and name are verified; the transport does so
+ * whatever stands here. checkRevocation 0: no revocation look-up. Neither ever means to skip the name.
  */
 struct tagHTTP_S_TLS_PARAM {
     char caPath[QUOR_HTTP_CERT_PATH_CAPACITY];
@@ -81,9 +81,9 @@ struct tagHTTP_S_CONFIG_PARAM {
 };
 
 /*
- * A blocking request and its answer. The caller owns url, headers and body during the call; rspBody (the body,
- * NUL-terminated, null when the answer has none) and rspExtra are new accounted-heap blocks (os.h) that the caller
- * frees. After a non-zero result both are null.
+ * A blocking request and its answer. The caller owns url, headers and body during the call; rspBody (the
+ * body, NUL-terminated, null when the answer has none) and rspExtra are new accounted-heap blocks (os.h) that
+ * the caller frees. After a non-zero result both are null.
  */
 struct tagHTTP_S_SYN_SEND_PARAM {
     unsigned int reserved;
@@ -112,9 +112,9 @@ typedef struct tagST_HTTP_RSP tagST_HTTP_RSP;
 #endif
 
 /*
- * The end of an asynchronous request. rsp is null when no answer arrived. Runs without any lock of the transport,
- * usually on its callback thread; it may send again and must call HTTPAPI_ReleaseHandle(handle) exactly once
- * before it returns. It must not call quor_http_uninit. The result is ignored.
+ * The end of an asynchronous request. rsp is null when no answer arrived. Runs without any lock of the
+ * transport, usually on its callback thread; it may send again and must call HTTPAPI_ReleaseHandle(handle)
+ * exactly once before it returns. It must not call quor_http_uninit. The result is ignored.
  */
 typedef unsigned int (*QuorHttpCallback)(unsigned long handle, enum EN_HTTP_ERRORCODE error,
                                          struct tagST_HTTP_RSP* rsp, void* userData);
@@ -146,9 +146,9 @@ QUOR_PLATFORM_STATIC_ASSERT(sizeof(struct tagHTTP_S_CIPHER_LIST) == 36, "the cou
 unsigned int quor_http_init(void);
 
 /*
- * Ends the transport: no new request is accepted, outstanding ones are finished or cancelled, their callbacks have
- * run and returned (HTTP_ERRORCODE_CANCELLED, no answer) and the transport's threads have ended when this returns.
- * Not from a callback. 0 success, also when it was not started. quor_http_init starts it again.
+ * Ends the transport: no new request is accepted, outstanding ones are finished or cancelled, their callbacks
+ * have run and returned (HTTP_ERRORCODE_CANCELLED, no answer) and the transport's threads have ended when
+ * this returns. Not from a callback. 0 success, also when it was not started. quor_http_init starts it again.
  */
 unsigned int quor_http_uninit(void);
 
@@ -156,16 +156,16 @@ unsigned int quor_http_uninit(void);
 unsigned int quor_http_syn_send(struct tagHTTP_S_SYN_SEND_PARAM* param);
 
 /*
- * Sends and returns at once. Once this function has been entered with a callback, the callback runs exactly once,
- * whatever is returned, possibly before this function returns; *handle is the request's handle and never 0 then.
- * Everything behind param is copied before the return and never touched later: URL, headers, body, path, suites.
- * 0: under way. Non-zero: nothing was sent; the callback has run or will run with that number and no answer.
+ * Sends and returns at once. Once entered with a callback, the callback runs exactly once, whatever is
+ * returned, possibly before the return; *handle is the request's handle and never 0 then. Everything behind
+ * param (URL, headers, body, path, suites) is copied before the return and never touched later. 0: under way.
+ * Non-zero: nothing was sent; the callback has run or will run with that number and no answer.
  */
 unsigned int quor_http_asyn_send(struct tagHTTP_S_ASYN_SEND_PARAM* param, unsigned long* handle);
 
 /*
- * Frees an asynchronous request and its answer; callable inside its callback. 0 success; non-zero: 0, unknown or
- * released handle, and nothing happened.
+ * Frees an asynchronous request and its answer; callable inside its callback. 0 success; non-zero: unknown or
+ * released handle, or its callback has not begun, and nothing happened.
  */
 unsigned int HTTPAPI_ReleaseHandle(unsigned long handle);
 
