@@ -9,8 +9,9 @@
 namespace quor_platform::internal {
 namespace {
 
-// Unused connections of the asynchronous requests that stay open for the next ones.
-constexpr long kKeptConnections = 32;
+// Unused connections of the asynchronous requests that stay open for the next ones: those of a whole burst. A
+// new one costs several times what a request costs.
+constexpr long kKeptConnections = 256;
 
 // Without anything to do the thread looks around this often; it is woken for everything that matters.
 constexpr int kIdleWaitMs = 60'000;

@@ -1,0 +1,49 @@
+// http_interpose.h - some of the platform's functions as the library calls them, with a word of the test's in
+// between. They stand in the test's program, so they come before the platform's, which they call.
+#ifndef QUOR_TESTS_INTEGRATION_HTTP_INTERPOSE_H
+#define QUOR_TESTS_INTEGRATION_HTTP_INTERPOSE_H
+
+#include <string>
+
+namespace quor_test {
+
+// While it lives, every request has the time limits of quor_platform::HttpSettings instead of the library's,
+// which are seconds: a test of a bounded end would take minutes.
+class HostTimeLimits {
+public:
+    HostTimeLimits();
+    ~HostTimeLimits();
+    HostTimeLimits(const HostTimeLimits&) = delete;
+    HostTimeLimits& operator=(const HostTimeLimits&) = delete;
+};
+
+// While it is closed, blocking requests and look-ups wait in front of the platform, so that a test knows
+// where they are without waiting for a time limit. Its end opens it.
+class TransportGate {
+public:
+    TransportGate();
+    ~TransportGate() { Open(); }
+    TransportGate(const TransportGate&) = delete;
+    TransportGate& operator=(const TransportGate&) = delete;
+
+    // Somebody waits; false: not in kPatience.
+    static bool WaitForSomebody();
+    static void Open();
+};
+
+// Counts the participant queries with a certain token that workers have begun with. Nothing else tells from
+// outside that a query has left the queues: all but one of them wait for the list's buffer then.
+class BegunQueries {
+public:
+    explicit BegunQueries(const std::string& token);
+    ~BegunQueries();
+    BegunQueries(const BegunQueries&) = delete;
+    BegunQueries& operator=(const BegunQueries&) = delete;
+
+    // At least count; false: not in kPatience.
+    static bool WaitFor(unsigned int count);
+};
+
+}  // namespace quor_test
+
+#endif
