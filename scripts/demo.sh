@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # demo.sh - plays a scripted conference of about 20 seconds: the simulator is the server, quor-terminal shows what it
-# receives, the server drops the link half way, then the large model is asked on both links, and at the end both sides'
-# counters are compared.
+# receives, the server drops the link half way, then the large model is asked on both links, the conference is asked who
+# is there and told who checked in, and at the end both sides' counters are compared.
 #
 # Usage: scripts/demo.sh [--fast] [BUILD_DIR]
 #   --fast      play the conference ten times as fast
 #   BUILD_DIR   where the programs are; default $QUOR_BUILD_DIR, else build/release, built when something is missing
 #
-# Exit status: 0 everything that was sent arrived once, and every answer came to its end; 1 something was lost or
-# doubled, or did not run.
+# Exit status: 0 everything that was sent arrived once, and every answer came and was right; 1 something was lost,
+# doubled or wrong, or did not run.
 # Traffic stays on the loopback interface; everything else lives in a temporary directory that is removed.
 set -euo pipefail
 cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/.."
@@ -30,7 +30,7 @@ for argument in "$@"; do
     case $argument in
         --fast) speed=10 ;;
         -h | --help)
-            sed -n '2,14s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"
+            sed -n '2,12s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"
             exit 0
             ;;
         -*)
@@ -155,7 +155,8 @@ say "${bold}Quor: a conference from server to screen${plain}"
 say "${dim}quor-simulator plays the conference server on 127.0.0.1:$port (TLS, WebSocket, STOMP).${plain}"
 say "${dim}quor-terminal signs in with a sealed password, reports what it can do, and shows captions ($spoken),${plain}"
 say "${dim}their translation ($translated), check-ins, control, sites and the overlay switch of this terminal.${plain}"
-say "${dim}Half way the server drops the link; watch it come back. Then the large model is asked.${plain}"
+say "${dim}Half way the server drops the link; watch it come back. Then the large model is asked, and over HTTPS${plain}"
+say "${dim}who takes part and who has checked in.${plain}"
 say ""
 
 # ---- play ----
@@ -217,6 +218,50 @@ managerAnswer=0
 ask "Asked on the conference link: a summary of the meeting" "What was decided?" --kind MEETING_SUMMARY \
     "${account[@]}" || conferenceAnswer=$?
 ask "Asked on the manager link, without an account" "What is a caption?" --link manager || managerAnswer=$?
+
+# What the server answers to requests over HTTPS. A long list is shown in part.
+requestStatus=0
+request() { # FILE ARGUMENTS...
+    local file=$1 status=0
+    shift
+    "$terminal" "$@" "${server[@]}" --conference "$conference" --token-file "$workDir/token" \
+        --log-file "$workDir/request.log" </dev/null >"$file" || status=$?
+    if ((status != 0)); then
+        say "${red}quor-terminal $1 ended with status $status.${plain}"
+        requestStatus=$status
+    fi
+}
+showPart() { # FILE: the first lines and the last
+    if (($(wc -l <"$1") > 8)); then
+        head -n 5 "$1"
+        say "${dim}...${plain}"
+        tail -n 2 "$1"
+    else
+        cat "$1"
+    fi
+}
+say ""
+say "${bold}Who takes part${plain}"
+request "$workDir/participants" participants
+showPart "$workDir/participants"
+say ""
+say "${bold}Who has checked in${plain}"
+request "$workDir/before" signin list --all
+showPart "$workDir/before"
+reported=(account-1="Person 1" account-2="Person 2" account-3="Person 3" account-4="Person 4" account-5="Person 5"
+    account-6="Person 6" guest="Guest of the house")
+say ""
+say "${bold}Six of those who are expected, and a guest, check in${plain}"
+request "$workDir/reported" signin report "${reported[@]}" --type face --participant "Room 7"
+showPart "$workDir/reported"
+request "$workDir/after" signin list --all
+request "$workDir/missing" signin list --not-checked-in --all
+say ""
+say "${bold}Two accounts are asked for, and a face is matched to a voice${plain}"
+request "$workDir/accounts" account guest account-400
+cat "$workDir/accounts"
+request "$workDir/match" avmatch --user-id ana.torres --site site-ana --start 900 --end 2500 --score 0.92
+cat "$workDir/match"
 
 printf 'quit\n' >&"$simulatorIn" || true
 waitFor 10 test -s "$workDir/server.json" || fail "the simulator wrote no statistics"
@@ -291,10 +336,46 @@ answerRow() { # LABEL STATUS
 }
 answerRow 'answer, conference' "$conferenceAnswer"
 answerRow 'answer, manager' "$managerAnswer"
+
+requestRow() { # LABEL EXPECTED GOT [DOUBLED]
+    local mark=$green doubled=${4:-0}
+    if (($3 != $2 || $2 == 0 || doubled != 0)); then
+        bad=1
+        mark=$red
+    fi
+    printf '  %-22s %8d %10d %s%6d %8d%s\n' "$1" "$2" "$3" "$mark" "$(($2 - $3))" "$doubled" "$plain"
+}
+# Rows of a table are those whose second column, after two blanks, matches.
+tableRows() { grep -cE "^.+  +$2(  |\$)" "$1" || true; }
+doubledRows() { sort "$1" | uniq -d | wc -l; }
+people=$(grep -c '"uuid"' "$scenario")
+generated=$(sed -n 's/.*"generate": *\([0-9]*\).*/\1/p' "$scenario" | head -n 1)
+listed='[a-z]+[.-][a-z0-9]+'
+requestRow participants $((people + generated)) "$(tableRows "$workDir/participants" 'site-[a-z0-9]+')" \
+    "$(doubledRows "$workDir/participants")"
+requestRow "checked in, at first" "$people" "$(tableRows "$workDir/before" "$listed")"
+requestRow "people reported" "${#reported[@]}" "$(tableRows "$workDir/reported" "($listed|guest)")"
+requestRow "checked in, at last" $((people + ${#reported[@]})) "$(tableRows "$workDir/after" "($listed|guest)")" \
+    "$(doubledRows "$workDir/after")"
+requestRow "not checked in" $((generated - ${#reported[@]} + 1)) "$(tableRows "$workDir/missing" "$listed")" \
+    "$(doubledRows "$workDir/missing")"
+requestRow "accounts asked for" 2 "$(grep -cE '^(guest +yes +20|account-400 +no$)' "$workDir/accounts" || true)"
+requestRow "match reports" "$(valueOf "$workDir/server.flat" 'http|endpoints|matchReport|good')" \
+    "$(grep -c '^the server took the match of ana.torres' "$workDir/match" || true)"
+pages=$(valueOf "$workDir/server.flat" 'http|endpoints|participants|good')
+mark=$green
+if ((pages < 2)); then
+    bad=1
+    mark=$red
+fi
+printf '  %-22s %s%8d%s\n' 'pages of participants' "$mark" "$pages" "$plain"
 say "${dim}  sent: handed to the link by the server; not offered: said while the link was down${plain}"
 
 if [[ $(valueOf "$workDir/server.flat" 'scenario|finished') != true ]]; then
     say "${red}The conference was not played to its end.${plain}"
+    bad=1
+fi
+if ((requestStatus != 0)); then
     bad=1
 fi
 if ((terminalStatus != 0)); then
@@ -302,8 +383,8 @@ if ((terminalStatus != 0)); then
     bad=1
 fi
 if ((bad != 0)); then
-    say "${red}Not everything arrived as it should. The terminal's log:${plain}"
-    tail -n 20 "$workDir/terminal.log" 2>/dev/null || true
+    say "${red}Not everything arrived as it should. The terminal's logs:${plain}"
+    tail -n 20 "$workDir/terminal.log" "$workDir/request.log" 2>/dev/null || true
     exit 1
 fi
-say "${green}Everything that was sent arrived, once, and both answers are complete.${plain}"
+say "${green}Everything that was sent arrived, once, both answers are complete, and every request was answered.${plain}"

@@ -1,7 +1,8 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <sstream>
+#include <utility>
+#include <vector>
 
 #include "exit_codes.h"
 #include "subcommand.h"
@@ -15,7 +16,8 @@ namespace {
 
 constexpr const char* kAbout =
     "quor-terminal - the AI services of a conference, on the command line.\n"
-    "It connects to a conference management server, shows what the server pushes, and asks its large model.";
+    "It connects to a conference management server, shows what the server pushes, asks its large model, and\n"
+    "asks and reports who is there.";
 
 constexpr const char* kExitStatus =
     "Exit status:\n"
@@ -23,15 +25,16 @@ constexpr const char* kExitStatus =
     "  1    failed for a reason that has no code of its own\n"
     "  2    the command line is wrong\n"
     "  3    the server refused the user name, the password, the token or the request\n"
-    "  4    the server could not be reached, or not again within --give-up-after\n"
+    "  4    the server could not be reached or did not serve, or not again within --give-up-after\n"
     "  5    TLS failed, or the server's certificate is not trusted\n"
-    "  6    ask: the answer was stopped by Ctrl-C or SIGTERM\n"
-    "  7    ask: the answer did not end within --answer-timeout\n"
+    "  6    ask and requests: the answer was stopped by Ctrl-C or SIGTERM\n"
+    "  7    ask and requests: the answer did not end within --answer-timeout or --timeout\n"
     "  130  ended at once by a second Ctrl-C\n";
 
 // In the order of the help.
-constexpr const Subcommand* kSubcommands[] = {&kCaptionsSubcommand, &kWatchSubcommand, &kAskSubcommand,
-                                              &kSealSubcommand};
+constexpr const Subcommand* kSubcommands[] = {
+    &kCaptionsSubcommand, &kWatchSubcommand,   &kAskSubcommand,   &kParticipantsSubcommand,
+    &kSigninSubcommand,   &kAccountSubcommand, &kMatchSubcommand, &kSealSubcommand};
 
 std::string VersionText() {
     return std::string("quor-terminal ") + QUOR_TERMINAL_VERSION + "\n";
@@ -52,6 +55,34 @@ ParsedCommandLine TextOnly(std::string text) {
     return parsed;
 }
 
+std::string Joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+// "signin list", as far as it was understood.
+std::string ChosenWords(const CLI::App& app) {
+    std::vector<std::string> words;
+    for (auto chosen = app.get_subcommands(); !chosen.empty(); chosen = chosen.front()->get_subcommands()) {
+        words.push_back(chosen.front()->get_name());
+    }
+    return Joined(words);
+}
+
+// Throws CLI::OptionNotFound.
+std::string HelpAbout(CLI::App& app, const std::vector<std::string>& topic) {
+    CLI::App* about = &app;
+    std::string prefix;
+    for (const std::string& word : topic) {
+        prefix += (prefix.empty() ? "" : " ") + about->get_name();
+        about = about->get_subcommand(word);
+    }
+    return about->help(prefix);
+}
+
 }  // namespace
 
 ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
@@ -63,7 +94,7 @@ ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
     app.footer(std::string("'quor-terminal SUBCOMMAND --help' lists a subcommand's options.\n\n") +
                kExitStatus);
     app.require_subcommand(0, 1);  // so that "help captions" names a topic, not a second subcommand
-    std::string helpTopic;
+    std::vector<std::string> helpTopic;
     for (const Subcommand* const row : kSubcommands) {
         CLI::App* const sub = app.add_subcommand(row->name, row->summary);
         row->addOptions(*sub, parsed.options);
@@ -71,10 +102,6 @@ ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
     CLI::App* const helpCommand = app.add_subcommand("help", "Print this help, or a subcommand's");
     helpCommand->add_option("subcommand", helpTopic, "What to explain");
     const CLI::App* const versionCommand = app.add_subcommand("version", "Print the version");
-    const auto chosen = [&app]() -> std::string {
-        const auto subcommands = app.get_subcommands();
-        return subcommands.empty() ? std::string() : subcommands.front()->get_name();
-    };
     try {
         app.parse(argc, argv);
         if (version || versionCommand->parsed()) {
@@ -82,16 +109,15 @@ ParsedCommandLine ParseCommandLine(int argc, const char* const* argv) {
         }
         if (helpCommand->parsed()) {
             app.clear();  // help() explains the subcommand that was parsed last, which is "help" itself
-            return TextOnly(helpTopic.empty() ? app.help()
-                                              : app.get_subcommand(helpTopic)->help("quor-terminal"));
+            return TextOnly(HelpAbout(app, helpTopic));
         }
     } catch (const CLI::CallForHelp&) {
         const auto subcommands = app.get_subcommands();
         return TextOnly(subcommands.empty() ? app.help() : subcommands.front()->help("quor-terminal"));
     } catch (const CLI::OptionNotFound&) {
-        return UsageError("there is no subcommand '" + helpTopic + "'", "");
+        return UsageError("there is no subcommand '" + Joined(helpTopic) + "'", "");
     } catch (const CLI::Error& error) {
-        return UsageError(error.what(), chosen());
+        return UsageError(error.what(), ChosenWords(app));
     }
     for (const Subcommand* const row : kSubcommands) {
         if (!app.got_subcommand(row->name)) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 namespace quor_terminal {
 
@@ -70,6 +71,56 @@ struct AskOptions : ConnectionOptions {
     bool json = false;
 };
 
+// What every request over HTTPS needs: no account and no link, but a token.
+struct RequestOptions : ConnectionOptions {
+    std::vector<std::string> dnsServers;  // empty: the system's
+    double timeoutSeconds = 120;          // for everything that the program asks
+    bool json = false;
+    bool progress = false;
+};
+
+struct SigninListOptions : RequestOptions {
+    bool notCheckedIn = false;
+    unsigned int page = 1;  // the first one
+    unsigned int size = 32;
+    bool all = false;
+};
+
+struct SigninReportOptions : RequestOptions {
+    std::vector<std::string> peopleTexts;  // ACCOUNT=NAME
+    std::string time;                      // empty: now
+    std::string type = "normal";
+    std::string participant;  // empty: each person's name
+    struct Person {
+        std::string account;
+        std::string name;
+    };
+    std::vector<Person> people;  // of peopleTexts
+};
+
+struct SigninOptions {
+    enum class Action { kList, kHistory, kReport };
+    Action action = Action::kList;
+    SigninListOptions list;
+    SigninListOptions history;
+    SigninReportOptions report;
+};
+
+struct AccountOptions : RequestOptions {
+    std::vector<std::string> accounts;
+};
+
+struct MatchOptions : RequestOptions {
+    std::string userId;
+    std::string site;
+    long long startMs = 0;
+    long long endMs = 0;
+    int faceId = 0;
+    float doa = 0;
+    float score = 0;
+    std::vector<int> rect;  // x, y, width, height; or nothing
+};
+
 struct SealOptions {
     std::string keyFile;
     std::string domain;
@@ -80,6 +131,10 @@ struct Options {
     ShowOptions captions;
     ShowOptions watch;
     AskOptions ask;
+    RequestOptions participants;
+    SigninOptions signin;
+    AccountOptions account;
+    MatchOptions match;
     SealOptions seal;
 };
 

@@ -9,6 +9,10 @@ namespace quor_terminal {
 int RunCaptions(const Options& options);
 int RunWatch(const Options& options);
 int RunAsk(const Options& options);
+int RunParticipants(const Options& options);
+int RunSignin(const Options& options);
+int RunAccount(const Options& options);
+int RunMatch(const Options& options);
 int RunSeal(const Options& options);
 
 }  // namespace quor_terminal

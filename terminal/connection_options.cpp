@@ -95,13 +95,15 @@ bool ParseServerAddress(const std::string& text, ServerAddress& address, std::st
     return true;
 }
 
-void AddConnectionOptions(CLI::App& app, ConnectionOptions& options, bool conferenceRequired) {
-    constexpr const char* kGroup = "Connection";
+void AddServerOption(CLI::App& app, ConnectionOptions& options) {
     app.add_option("--server", options.serverText, "Conference management server")
         ->type_name("HOST:PORT")
         ->required()
-        ->group(kGroup);
-    AddIdentityOptions(app, options, conferenceRequired);
+        ->group("Connection");
+}
+
+void AddCertificateOptions(CLI::App& app, ConnectionOptions& options) {
+    constexpr const char* kGroup = "Connection";
     app.add_option("--ca-file", options.caFile, "Trusted certificates, PEM (default: the system's)")
         ->type_name("FILE")
         ->group(kGroup);
@@ -109,8 +111,14 @@ void AddConnectionOptions(CLI::App& app, ConnectionOptions& options, bool confer
         ->type_name("DIR")
         ->excludes("--ca-file")
         ->group(kGroup);
+}
+
+void AddConnectionOptions(CLI::App& app, ConnectionOptions& options, bool conferenceRequired) {
+    AddServerOption(app, options);
+    AddIdentityOptions(app, options, conferenceRequired);
+    AddCertificateOptions(app, options);
     app.add_flag("--insecure-lab", options.insecureLab, "Accept any certificate (laboratory only)")
-        ->group(kGroup);
+        ->group("Connection");
     AddPatienceOptions(app, options);
 }
 
@@ -133,13 +141,18 @@ void AddCredentialOptions(CLI::App& app, ConnectionOptions& options) {
     app.add_option("--key-file", options.keyFile, "Key that seals and opens passwords")
         ->type_name("FILE")
         ->group(kGroup);
-    app.add_option("--token-file", options.tokenFile, "File with the conference token; read for every link")
+    AddTokenOptions(app, options, kGroup);
+}
+
+void AddTokenOptions(CLI::App& app, ConnectionOptions& options, const char* group) {
+    app.add_option("--token-file", options.tokenFile,
+                   "File with the conference token; read for every link and request")
         ->type_name("FILE")
-        ->group(kGroup);
+        ->group(group);
     app.add_option("--token", options.token, "The conference token itself (visible to other users in ps)")
         ->type_name("TOKEN")
         ->excludes("--token-file")
-        ->group(kGroup);
+        ->group(group);
 }
 
 void AddLogOptions(CLI::App& app, ConnectionOptions& options, const char* group) {

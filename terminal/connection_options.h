@@ -19,6 +19,10 @@ namespace quor_terminal {
 // parser insists on --conference.
 void AddConnectionOptions(CLI::App& app, ConnectionOptions& options, bool conferenceRequired);
 void AddCredentialOptions(CLI::App& app, ConnectionOptions& options);
+// The parts of these that requests without a link need, too.
+void AddServerOption(CLI::App& app, ConnectionOptions& options);
+void AddCertificateOptions(CLI::App& app, ConnectionOptions& options);
+void AddTokenOptions(CLI::App& app, ConnectionOptions& options, const char* group);
 // Log file, its level, traces: in the option group named.
 void AddLogOptions(CLI::App& app, ConnectionOptions& options, const char* group);
 

@@ -1,7 +1,5 @@
 #include "failure_text.h"
 
-#include <string>
-
 namespace quor_terminal {
 namespace {
 
@@ -56,6 +54,49 @@ void ExplainUpgrade(const Failure& failure, LinkProblem& problem) {
     }
 }
 
+constexpr int kOk = 200;
+constexpr int kNoContent = 204;
+
+// A request that the server answered with a status of 400 or more, or not to the end.
+void ExplainStatus(const Failure& failure, LinkProblem& problem) {
+    const int status = failure.httpStatus;
+    if (status == 0) {
+        problem.exitCode = kExitUnreachable;
+        problem.advice =
+            "The server took the connection and did not answer, or not to the end; try again later.";
+    } else if (status == 401 || status == 403) {
+        problem.kind = LinkProblem::Kind::kRefused;
+        problem.exitCode = kExitRefused;
+        problem.advice = "The server does not accept the token: get a new one for --token-file.";
+    } else if (status == 404) {
+        problem.exitCode = kExitRefused;
+        problem.advice =
+            "Check --conference: the server knows none like this, or it is no conference server.";
+    } else if (status < 500) {
+        problem.exitCode = kExitRefused;
+        problem.advice = "The server does not accept the request.";
+    } else {
+        problem.exitCode = kExitUnreachable;
+        problem.advice = "The server cannot serve at the moment; try again later.";
+    }
+}
+
+// The server answered, and the library did not accept the answer.
+LinkProblem ExplainAnswer(const Failure& failure, const std::string& words) {
+    LinkProblem problem;
+    if (failure.httpStatus != 0 && failure.httpStatus != kOk && failure.httpStatus != kNoContent) {
+        problem.text = "answer: the HTTP status " + std::to_string(failure.httpStatus);
+        problem.advice = "A conference management server does not answer so; check --server.";
+        return problem;
+    }
+    problem.text = "answer: it is not what the request asks for";
+    if (!words.empty()) {
+        problem.text += ": " + words;
+    }
+    problem.advice = "Run again with --log-file FILE and look at its last error.";
+    return problem;
+}
+
 }  // namespace
 
 LinkProblem ExplainOpenFailure(const Failure& failure) {
@@ -102,6 +143,8 @@ LinkProblem ExplainOpenFailure(const Failure& failure) {
             break;
         case Stage::kQueue:
         case Stage::kToken:
+        case Stage::kAnswer:
+        case Stage::kAborted:
             break;
     }
     return problem;
@@ -118,6 +161,27 @@ LinkProblem ExplainLinkEnd(const Failure& failure) {
             "The server ended the link with an error of its own: check --conference and the token.";
     }
     return problem;
+}
+
+LinkProblem ExplainRequestFailure(const Failure& failure, const std::string& words) {
+    switch (failure.stage) {
+        case Stage::kNone:
+            return ExplainAnswer(failure, words);
+        case Stage::kAnswer: {
+            LinkProblem problem;
+            problem.text = Describe(failure);
+            ExplainStatus(failure, problem);
+            return problem;
+        }
+        case Stage::kToken: {
+            LinkProblem problem;
+            problem.text = Describe(failure);
+            problem.advice = "Check --token-file.";
+            return problem;
+        }
+        default:
+            return ExplainOpenFailure(failure);
+    }
 }
 
 }  // namespace quor_terminal

@@ -3,6 +3,8 @@
 #ifndef QUOR_TERMINAL_FAILURE_TEXT_H
 #define QUOR_TERMINAL_FAILURE_TEXT_H
 
+#include <string>
+
 #include "link_keeper.h"
 #include "quor_platform_linux/host.h"
 
@@ -13,6 +15,9 @@ LinkProblem ExplainOpenFailure(const quor_platform::Failure& failure);
 
 // Why an open link ended.
 LinkProblem ExplainLinkEnd(const quor_platform::Failure& failure);
+
+// Why a request was not answered as it should be. words: what the library wrote about it; may be empty.
+LinkProblem ExplainRequestFailure(const quor_platform::Failure& failure, const std::string& words);
 
 }  // namespace quor_terminal
 

@@ -25,6 +25,10 @@ struct Subcommand {
 extern const Subcommand kCaptionsSubcommand;
 extern const Subcommand kWatchSubcommand;
 extern const Subcommand kAskSubcommand;
+extern const Subcommand kParticipantsSubcommand;
+extern const Subcommand kSigninSubcommand;
+extern const Subcommand kAccountSubcommand;
+extern const Subcommand kMatchSubcommand;
 extern const Subcommand kSealSubcommand;
 
 }  // namespace quor_terminal

@@ -72,5 +72,35 @@ TEST(ExplainLinkEnd, AnErrorFrameIsARefusalOthersAreNot) {
     EXPECT_EQ(ExplainLinkEnd(failure).text, "transfer: closed with code 1001");
 }
 
+LinkProblem RequestProblem(Stage stage, int httpStatus) {
+    Failure failure;
+    failure.stage = stage;
+    failure.httpStatus = httpStatus;
+    failure.text = "why";
+    return ExplainRequestFailure(failure, "words");
+}
+
+TEST(ExplainRequestFailure, NamesTheStatusOfTheServer) {
+    EXPECT_EQ(RequestProblem(Stage::kAnswer, 401).exitCode, kExitRefused);
+    EXPECT_NE(RequestProblem(Stage::kAnswer, 403).advice.find("the token"), std::string::npos);
+    EXPECT_EQ(RequestProblem(Stage::kAnswer, 404).exitCode, kExitRefused);
+    EXPECT_NE(RequestProblem(Stage::kAnswer, 404).advice.find("--conference"), std::string::npos);
+    EXPECT_EQ(RequestProblem(Stage::kAnswer, 400).exitCode, kExitRefused);
+    EXPECT_EQ(RequestProblem(Stage::kAnswer, 503).exitCode, kExitUnreachable);
+    EXPECT_EQ(RequestProblem(Stage::kAnswer, 503).text, "answer (HTTP 503): why");
+    EXPECT_EQ(RequestProblem(Stage::kAnswer, 0).exitCode, kExitUnreachable);
+    EXPECT_EQ(RequestProblem(Stage::kNone, 302).text, "answer: the HTTP status 302");
+    EXPECT_EQ(RequestProblem(Stage::kNone, 200).text, "answer: it is not what the request asks for: words");
+    EXPECT_EQ(RequestProblem(Stage::kNone, 0).exitCode, kExitFailure);
+}
+
+TEST(ExplainRequestFailure, HasACodeForEveryWayNotToReachTheServer) {
+    EXPECT_EQ(RequestProblem(Stage::kResolve, 0).exitCode, kExitUnreachable);
+    EXPECT_EQ(RequestProblem(Stage::kConnect, 0).exitCode, kExitUnreachable);
+    EXPECT_EQ(RequestProblem(Stage::kTls, 0).exitCode, kExitNotTrusted);
+    EXPECT_EQ(RequestProblem(Stage::kSettings, 0).exitCode, kExitFailure);
+    EXPECT_NE(RequestProblem(Stage::kToken, 0).advice.find("--token-file"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace quor_terminal

@@ -1,0 +1,216 @@
+#include "request_run.h"
+
+#include <string.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "credentials.h"
+#include "exit_codes.h"
+#include "failure_text.h"
+#include "output.h"
+#include "quor_ai/ai_http_adapter.h"
+#include "session.h"
+#include "signal_watcher.h"
+#include "text_layout.h"
+
+namespace quor_terminal {
+namespace {
+
+using QuorAiEngine::AiHttpAdapter;
+
+// Runs on a thread of the library's or of the platform's.
+class RequestObserver : public QuorAiEngine::ICloudSrvObserver {
+public:
+    explicit RequestObserver(RequestWait& wait) : m_wait(wait) {}
+
+    void Update(const TagAiCloudSrvResult& result) noexcept override {
+        m_wait.OnResult(result, quor_platform::LastFailure());
+    }
+
+private:
+    RequestWait& m_wait;
+};
+
+// The library as long as the object lives: attached, started, and its log listened to.
+class StartedAdapter {
+public:
+    StartedAdapter(AiHttpAdapter& adapter, RequestWait& wait)
+        : m_adapter(adapter), m_observer(std::make_shared<RequestObserver>(wait)) {
+        quor_platform::SetLogListener([&wait](const quor_platform::LogRecord& record) {
+            constexpr unsigned int kErrors = 1;
+            wait.OnLog(record.level, record.text,
+                       record.level == kErrors ? quor_platform::LastFailure() : quor_platform::Failure{});
+        });
+        m_attached = adapter.Attach(m_observer) == 0;
+        m_started = m_attached && adapter.CloudHttpInit() == 0;
+    }
+    // Nothing is under way any more or will be: what still is, is ended at once rather than waited for.
+    ~StartedAdapter() {
+        quor_platform::AbortRequests();
+        if (m_started) {
+            m_adapter.CloudHttpUninit();
+        }
+        if (m_attached) {
+            m_adapter.Detach(m_observer.get());
+        }
+        quor_platform::SetLogListener({});
+    }
+    StartedAdapter(const StartedAdapter&) = delete;
+    StartedAdapter& operator=(const StartedAdapter&) = delete;
+
+    bool Started() const { return m_started; }
+
+private:
+    AiHttpAdapter& m_adapter;
+    const std::shared_ptr<RequestObserver> m_observer;
+    bool m_attached = false;
+    bool m_started = false;
+};
+
+// What the requests need besides the settings of every subcommand. The log must let errors pass, because
+// they tell the end of some requests: level 0 becomes no log file.
+bool ConfigureRequests(const RequestOptions& options) {
+    RequestOptions settings = options;
+    if (settings.logLevel == 0) {
+        settings.logFile.clear();
+        settings.logLevel = 1;
+    }
+    if (!ConfigurePlatform(settings)) {
+        return false;
+    }
+    quor_platform::DnsSettings dns;
+    dns.servers = options.dnsServers;
+    quor_platform::SetDnsSettings(dns);
+    return true;
+}
+
+LinkProblem ProblemOf(const RequestOutcome& outcome) {
+    LinkProblem problem;
+    if (outcome.end == RequestEnd::kStopped) {
+        problem.exitCode = kExitStopped;
+        problem.text = "stopped before the answer was complete";
+    } else if (outcome.end == RequestEnd::kTimedOut) {
+        problem.exitCode = kExitNoAnswer;
+        problem.text = "the answer was not complete in time";
+        problem.advice = "Give it longer with --timeout, or look why the server is slow.";
+    } else {
+        problem = ExplainRequestFailure(outcome.failure, outcome.words);
+    }
+    return problem;
+}
+
+const char* StageOf(const RequestOutcome& outcome) {
+    switch (outcome.end) {
+        case RequestEnd::kStopped:
+            return "stopped";
+        case RequestEnd::kTimedOut:
+            return "timeout";
+        default:
+            return outcome.failure.stage == quor_platform::Stage::kNone
+                       ? "answer"
+                       : quor_platform::StageName(outcome.failure.stage);
+    }
+}
+
+}  // namespace
+
+bool RequestRun::Ask(TagQuorAiSubId id, const Send& send, const OnPage& onPage) {
+    m_wait.Begin(id);
+    if (send(m_adapter) != 0) {
+        // A request that the transport refused is notified all the same; that came first then.
+        m_wait.OnRefused(quor_platform::LastFailure());
+    }
+    m_outcome = m_wait.Wait(onPage);
+    if (m_outcome.end == RequestEnd::kNotified) {
+        return true;
+    }
+    Fail();
+    return false;
+}
+
+int RequestRun::Fail() {
+    HideProgress();
+    const LinkProblem problem = ProblemOf(m_outcome);
+    m_exitCode = problem.exitCode;
+    if (m_options.json) {
+        Json document = {{"kind", "failure"}, {"request", m_name}, {"stage", StageOf(m_outcome)}};
+        if (m_outcome.failure.httpStatus != 0) {
+            document["httpStatus"] = m_outcome.failure.httpStatus;
+        }
+        document["problem"] = problem.text;
+        document["exitCode"] = m_exitCode;
+        Print(document);
+    }
+    TellProblem(problem);
+    return m_exitCode;
+}
+
+bool RequestRun::Print(const std::string& text) {
+    HideProgress();
+    if (WriteAll(STDOUT_FILENO, text)) {
+        return true;
+    }
+    PrintError("standard output cannot be written any more");
+    m_exitCode = kExitFailure;
+    return false;
+}
+
+void RequestRun::ShowProgress(const std::string& text) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread of this program changes the environment
+    if (IsCursorTerminal(STDERR_FILENO, std::getenv("TERM"))) {
+        m_progressShown = true;
+        WriteAll(STDERR_FILENO, "\r\x1b[K" + Printable(text));
+    } else if (m_options.progress) {
+        PrintError(Printable(text));
+    }
+}
+
+void RequestRun::HideProgress() {
+    if (m_progressShown) {
+        m_progressShown = false;
+        WriteAll(STDERR_FILENO, "\r\x1b[K");
+    }
+}
+
+int RunRequests(const RequestOptions& options, const char* name,
+                const std::function<int(RequestRun& run, const std::string& token)>& body) {
+    SignalWatcher::BlockSignals();
+    std::string token;
+    std::string message;
+    if (!FetchToken(options, token, message)) {
+        PrintError(message);
+        return kExitFailure;
+    }
+    AiHttpAdapter* const adapter = AiHttpAdapter::GetInstance();
+    if (!ConfigureRequests(options) || adapter == nullptr) {
+        return kExitFailure;
+    }
+    RequestWait wait(RequestWait::TimePoint::clock::now() + Milliseconds(options.timeoutSeconds));
+    int status = kExitFailure;
+    {
+        // The watcher lives until everything is down, so that a second Ctrl-C cuts even that short.
+        const SignalWatcher watcher(std::chrono::milliseconds(0), {[&wait] {
+                                                                       wait.Stop();
+                                                                       quor_platform::AbortRequests();
+                                                                   },
+                                                                   [] { _exit(kExitInterrupted); }, [] {}});
+        {
+            const StartedAdapter started(*adapter, wait);
+            if (started.Started()) {
+                RequestRun run(options, name, wait, *adapter);
+                status = body(run, token);
+                run.HideProgress();
+            } else {
+                PrintError("the library's HTTP services do not start: " + quor_platform::LastFailure().text);
+            }
+        }
+        quor_platform::Shutdown();
+    }
+    explicit_bzero(token.data(), token.size());
+    return status;
+}
+
+}  // namespace quor_terminal
