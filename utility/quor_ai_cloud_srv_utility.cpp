@@ -38,9 +38,9 @@ constexpr tagHTTP_S_CIPHER_LIST kCipherSuites = {QUOR_HTTP_CIPHER_SUITES,
                                                      0x030000A3,  // TLS_DHE_DSS_WITH_AES_256_GCM_SHA384
                                                  }};
 
-// Guards the TLS block and the pointer to it. Held for a comparison or a copy only, never while a platform
-// function runs: requests of several threads fill the block with the same bytes, and the last uninit frees
-// it.
+// Guards the TLS block, the pointer to it and the time limits. Held for a comparison or a copy only, never
+// while a platform function runs: requests of several threads fill the block with the same bytes, and the
+// last uninit frees it.
 std::mutex g_tlsLock;
 
 // While it lives, a request refers to parameters of its own. The transport reads them without the lock, when
@@ -119,6 +119,7 @@ unsigned int HttpProtocol::AiUtilityHttpUninit() {
 
 // The second one is kept and passed nowhere.
 void HttpProtocol::SetDefaultTimeoutParam() {
+    const std::lock_guard<std::mutex> lock(g_tlsLock);
     m_firstTimeout = kFirstTimeoutDefault;
     m_secondTimeout = kSecondTimeoutDefault;
     m_thirdTimeout = kThirdTimeoutDefault;
@@ -162,8 +163,11 @@ unsigned int HttpProtocol::AiCommonHttpAsynSend(tagHTTP_S_ASYN_SEND_PARAM* param
 // The path is asked for anew every time: certificates that are installed while the library runs count from
 // the next request on.
 unsigned int HttpProtocol::FillConfigParam(tagHTTP_S_CONFIG_PARAM& config, tagHTTP_S_TLS_PARAM& tls) {
-    config.firstTimeout = m_firstTimeout;
-    config.secondTimeout = m_thirdTimeout;
+    {
+        const std::lock_guard<std::mutex> lock(g_tlsLock);
+        config.firstTimeout = m_firstTimeout;
+        config.secondTimeout = m_thirdTimeout;
+    }
     config.reserved = nullptr;
     config.cipherSuites = &kCipherSuites;
     config.tlsParam = TlsParam();

@@ -20,9 +20,9 @@
 // Threads: every operation is callable from any thread. Observers run on a worker thread (AI_SUB_ID_QUERY_
 // CONF_LIST, AI_SUB_ID_FACE_RECOGNIZE, AI_SUB_ID_FACE_PHOTO) or on the transport's callback thread (all
 // others), one notification at a time. Inside Update an observer must not call Attach, Detach or Notify,
-// because the lock of the observers is held, and not CloudHttpUninit, which waits for that very thread. It
-// may make requests; participant queries and photo queries notify while their buffer is locked, so such a
-// request runs after the notification, on another thread. A slow observer holds up all others.
+// because the lock of the observers is held, and not CloudHttpUninit, which waits for that very thread. The
+// transport may refuse an asynchronous request at once, and then it notifies inside the call: make those on
+// another thread. Queued requests may be made inside Update. A slow observer holds up all others.
 //
 // Locks owned: m_observersLock (Attach, Detach, a whole notification); m_msgBufferLock (photo notifications)
 // and m_siteInfoBufferLock (a whole participant query), each held while observers run and taken before

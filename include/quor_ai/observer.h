@@ -11,7 +11,7 @@ namespace QuorAiEngine {
 //
 // Threads: Update runs on the thread that produced the result: the link event thread for ids 0 to 4 and 7 to
 // 9, a worker or a transport thread for the others. An observer attached to several services is called
-// concurrently. Update must not throw. It may call the service's operations.
+// concurrently. Update must not throw. What it may call of its service the service's header says.
 class QUOR_AI_API ICloudSrvObserver {
 public:
     virtual ~ICloudSrvObserver() = default;

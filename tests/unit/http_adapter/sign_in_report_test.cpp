@@ -39,9 +39,11 @@ protected:
         EXPECT_THAT(observer->results, IsEmpty());
         EXPECT_EQ(Fake().LiveBlocks().size(), 3U);  // what Start holds
         EXPECT_EQ(Fake().LiveCJsonBlocks(), 0U);
+        namesResolved += Network().dnsCalls.size();
         Fake().ClearFaults();
         Fake().ClearRecords();
     }
+    std::size_t namesResolved = 0;  // for the refused reports
 
     TagQuorAiReportSiginIn report = {};
 };
@@ -152,7 +154,7 @@ TEST_F(SignInReportTest, CountsOutsideOneToFiveAreRefusedFirst) {
     ExpectRefused({AE("<CloudReportSignInInfo> report num is invalid: 6")});
     report.reportCount = 4294967295U;
     ExpectRefused({AE("<CloudReportSignInInfo> report num is invalid: -1")});
-    EXPECT_THAT(Network().dnsCalls, IsEmpty());
+    EXPECT_EQ(namesResolved, 0U);
     Put(report.serverAddr, "192.168.1.10");
     for (report.reportCount = 1; report.reportCount <= 5; ++report.reportCount) {
         EXPECT_EQ(Report(), 0U);
