@@ -35,6 +35,7 @@ class HttpAddresses : public HttpTerminalTest, public ::testing::WithParamInterf
 class HttpNames : public HttpAddresses {
 protected:
     void SetUp() override {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
         if (!DnsServer::IsInstalled() && std::getenv("CI") == nullptr) {
             GTEST_SKIP() << "dnsmasq is not installed";
         }

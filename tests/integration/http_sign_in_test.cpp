@@ -12,12 +12,9 @@
 namespace quor_test {
 namespace {
 
-using quor_simulator::Attendee;
 using quor_simulator::GenerateConference;
-using quor_simulator::SignIn;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Pair;
 
 class HttpSignIn : public HttpTerminalTest {
 protected:

@@ -4,12 +4,10 @@
 namespace quor_test {
 namespace {
 
-using quor_simulator::Attendee;
 using quor_simulator::Content;
 using quor_simulator::Cut;
 using quor_simulator::Endpoint;
 using quor_simulator::Milliseconds;
-using quor_simulator::Options;
 using quor_simulator::RestFault;
 
 class RestFaults : public HttpTest {
@@ -231,7 +229,7 @@ TEST_F(RestFaults, BodiesAreSpoilt) {
         RestFault fault;
         fault.content = content;
         Set(fault);
-        const HttpReply reply = Ask(kQuestion);
+        HttpReply reply = Ask(kQuestion);
         EXPECT_EQ(reply.status, 200U);
         EXPECT_TRUE(reply.whole);
         return reply;

@@ -4,7 +4,6 @@
 namespace quor_test {
 namespace {
 
-using quor_simulator::Attendee;
 using quor_simulator::Conference;
 using quor_simulator::Endpoint;
 using quor_simulator::GenerateConference;

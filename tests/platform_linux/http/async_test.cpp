@@ -253,6 +253,7 @@ TEST_F(HttpAsync, TheTransportsEndRunsEveryCallback) {
     }
     std::vector<Reply> replies(4);
     std::vector<std::thread> senders;
+    senders.reserve(replies.size());
     std::atomic<int> begun{0};
     for (Reply& reply : replies) {
         senders.emplace_back([&] {
@@ -311,6 +312,7 @@ TEST_F(HttpAsync, TheAbortSwitchEndsEverythingAtOnce) {
     }
     Counter ended;
     std::vector<std::thread> waiting;
+    waiting.reserve(11);
     for (int i = 0; i < 11; ++i) {
         waiting.emplace_back([&, i] {
             if (i == 0) {
@@ -373,7 +375,7 @@ TEST_F(HttpAsync, ManyThreadsGetExactlyOneCallbackEach) {
             handles.insert(handle);
         }
     });
-    ASSERT_TRUE(completions.Reached((kThreads - 1) * kEach));
+    ASSERT_TRUE(completions.Reached(std::size_t{kThreads - 1} * kEach));
     over = true;
     aborter.join();
     EXPECT_EQ(quor_http_uninit(), 0U);

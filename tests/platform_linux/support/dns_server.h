@@ -70,6 +70,7 @@ public:
                                           "--group="};
         words.insert(words.end(), records.begin(), records.end());
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words) {
             arguments.push_back(word.data());
         }
@@ -113,6 +114,7 @@ public:
     }
     // Whether a test may be skipped for want of the server. Continuous integration has it.
     static bool MayBeMissing() {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
         return std::getenv("CI") == nullptr && access("/usr/sbin/dnsmasq", X_OK) != 0;
     }
 
