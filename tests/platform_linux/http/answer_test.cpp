@@ -210,12 +210,14 @@ TEST_F(HttpAnswers, ConnectionsBeyondTheLimitAreNotKept) {
 }
 
 TEST_F(HttpAnswers, TheEnvironmentsProxyIsNotUsed) {
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread looks at the environment meanwhile
     setenv("https_proxy", "http://127.0.0.1:1", 1);
     setenv("ALL_PROXY", "http://127.0.0.1:1", 1);
     const HttpPeer peer(ServerTls(), HttpPeer::Always(200, "x"));
     EXPECT_EQ(SendGet(peer.Url()).status, 200U);
     unsetenv("https_proxy");
     unsetenv("ALL_PROXY");
+    // NOLINTEND(concurrency-mt-unsafe)
 }
 
 }  // namespace
