@@ -50,6 +50,7 @@ Json PageDocument(const std::string& conference, const SigninPage& page) {
 
 std::string PeopleTable(const std::vector<Checkin>& people, bool details) {
     std::vector<TableRow> rows;
+    rows.reserve(people.size());
     for (const Checkin& person : people) {
         rows.push_back(
             details ? TableRow{person.name, person.account, person.time, person.type, person.participant}

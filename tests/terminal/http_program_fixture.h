@@ -62,7 +62,7 @@ protected:
         const std::string before = ServerOutput();
         Command(simulator, command);
         EXPECT_TRUE(WaitUntil([&] { return LineCount(ServerOutput()) > LineCount(before); }));
-        const std::string answer = ServerOutput().substr(before.size());
+        std::string answer = ServerOutput().substr(before.size());
         EXPECT_EQ(answer.rfind("ok: ", 0), 0U) << command << ": " << answer;
         return answer;
     }
