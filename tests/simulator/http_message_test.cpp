@@ -11,8 +11,6 @@ namespace {
 using quor_simulator::Encode;
 using quor_simulator::Endpoint;
 using quor_simulator::FindRoute;
-using quor_simulator::HttpAnswer;
-using quor_simulator::HttpTarget;
 using quor_simulator::ParseTarget;
 using quor_simulator::PlainAnswer;
 using quor_simulator::Route;

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "tests/platform_linux/http/http_fixture.h"
@@ -24,9 +24,10 @@ int PlacesHolding(const std::string& masked) {
     while (std::getline(maps, line)) {
         unsigned long begin = 0;
         unsigned long end = 0;
-        char rights[8] = {};
-        if (std::sscanf(line.c_str(), "%lx-%lx %7s", &begin, &end, rights) != 3 || rights[0] != 'r' ||
-            rights[1] != 'w') {
+        char dash = 0;
+        std::string rights;
+        std::istringstream words(line);
+        if (!(words >> std::hex >> begin >> dash >> end >> rights) || rights.compare(0, 2, "rw") != 0) {
             continue;
         }
         static char block[1U << 16U];
@@ -63,24 +64,26 @@ void Unmask(const std::string& masked, char* to) {
     }
 }
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QUOR_TEST_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QUOR_TEST_SANITIZED
+#endif
+#if defined(QUOR_TEST_SANITIZED)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
 class HttpWipe : public HttpTest {
 protected:
-    HttpWipe() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-        m_sanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-        m_sanitized = true;
-#endif
-#endif
-    }
     void SetUp() override {
-        if (m_sanitized) {
+        if (kSanitized) {
             GTEST_SKIP() << "a sanitizer's own memory is too large to search";
         }
     }
-
-    bool m_sanitized = false;
 
     static HttpPeer::Script Forgetful() {
         return [](HttpConnection& connection) {
