@@ -5,7 +5,6 @@
 namespace quor_test {
 namespace {
 
-using quor_simulator::Endpoint;
 using quor_simulator::Error;
 using quor_simulator::Milliseconds;
 using quor_simulator::Options;
