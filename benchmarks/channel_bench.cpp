@@ -1,24 +1,17 @@
 // channel_bench.cpp - what an inbound message costs from KelBasicDisposeMsg to an observer's Update, against
 // the floor: duplicate the text, parse its JSON, delete the tree, nothing else.
-//
-// Without arguments: times both in turns and prints the ratios. With "count ROAD N": runs one road N times
-// and nothing else, for an instruction counter; the difference between two N divides out the start of the
-// program.
 #include <cjson/cJSON.h>
 
-#include <algorithm>
-#include <charconv>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "benchmarks/message_makers.h"
+#include "benchmarks/roads.h"
 #include "quor_ai/ai_kel_basic.h"
 #include "quor_platform/websocket.h"
 #include "quor_platform_linux/host.h"
@@ -33,7 +26,6 @@ unsigned int QuorOmNmsWebsocketSubscribe(TagQuorOmNmsWebsocketStompFrame* /*fram
 namespace {
 
 using QuorAiEngine::AiKelBasic;
-using Clock = std::chrono::steady_clock;
 
 constexpr char kCaptionDestination[] = "/topic/conferences/914/subtitle/en-US";
 constexpr char kSitesDestination[] = "/topic/conferences/914/participantslist/general";
@@ -75,68 +67,20 @@ void Floor(const std::string& frame, std::size_t bodyOffset) {
     std::free(copy);
 }
 
-struct Road {
-    std::string_view name;
-    std::function<void()> run;
-};
-
-std::vector<Road> MakeRoads() {
-    std::vector<Road> roads;
-    const auto add = [&roads](std::string_view road, std::string_view floor, std::string_view destination,
-                              const std::string& body) {
+std::vector<bench::Pair> MakePairs() {
+    std::vector<bench::Pair> pairs;
+    const auto add = [&pairs](std::string_view road, std::string_view floor, std::string_view destination,
+                              const std::string& body, unsigned int repetitions) {
         auto frame = std::make_shared<std::string>(bench::MakeFrame(destination, body));
         const std::size_t bodyOffset = frame->size() - body.size();
-        roads.push_back({road, [frame] { Deliver(*frame); }});
-        roads.push_back({floor, [frame, bodyOffset] { Floor(*frame, bodyOffset); }});
+        pairs.push_back({{road, [frame] { Deliver(*frame); }},
+                         {floor, [frame, bodyOffset] { Floor(*frame, bodyOffset); }},
+                         repetitions});
     };
-    add("caption", "caption-floor", kCaptionDestination, bench::MakeCaptionBody());
-    add("sites1600", "sites1600-floor", kSitesDestination, bench::MakeSitesBody(1600));
-    add("sites200", "sites200-floor", kSitesDestination, bench::MakeSitesBody(200));
-    return roads;
-}
-
-double MedianNanoseconds(std::vector<double> samples) {
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
-double TimeOnce(const Road& road, unsigned int repetitions) {
-    const auto start = Clock::now();
-    for (unsigned int i = 0; i < repetitions; ++i) {
-        road.run();
-    }
-    const std::chrono::duration<double, std::nano> elapsed = Clock::now() - start;
-    return elapsed.count() / repetitions;
-}
-
-// Both roads in turns, so that a slow moment of the machine falls on both.
-void PrintRatio(const Road& road, const Road& floor, unsigned int repetitions) {
-    constexpr int kRounds = 41;
-    std::vector<double> roadSamples;
-    std::vector<double> floorSamples;
-    for (int i = 0; i < kRounds; ++i) {
-        roadSamples.push_back(TimeOnce(road, repetitions));
-        floorSamples.push_back(TimeOnce(floor, repetitions));
-    }
-    const double roadTime = MedianNanoseconds(roadSamples);
-    const double floorTime = MedianNanoseconds(floorSamples);
-    std::printf("time %-10.*s %11.0f ns  floor %11.0f ns  ratio %.3f\n", static_cast<int>(road.name.size()),
-                road.name.data(), roadTime, floorTime, roadTime / floorTime);
-}
-
-int Count(const std::vector<Road>& roads, std::string_view name, std::string_view number) {
-    unsigned int repetitions = 0;
-    const auto parsed = std::from_chars(number.data(), number.data() + number.size(), repetitions);
-    const auto road =
-        std::find_if(roads.begin(), roads.end(), [name](const Road& r) { return r.name == name; });
-    if (road == roads.end() || parsed.ec != std::errc{}) {
-        std::fputs("usage: channel_bench [count ROAD N]\n", stderr);
-        return 2;
-    }
-    for (unsigned int i = 0; i < repetitions; ++i) {
-        road->run();
-    }
-    return 0;
+    add("caption", "caption-floor", kCaptionDestination, bench::MakeCaptionBody(), 2000);
+    add("sites1600", "sites1600-floor", kSitesDestination, bench::MakeSitesBody(1600), 4);
+    add("sites200", "sites200-floor", kSitesDestination, bench::MakeSitesBody(200), 32);
+    return pairs;
 }
 
 }  // namespace
@@ -150,16 +94,10 @@ int main(int argc, char** argv) {
     Subscribe(AI_SUB_ID_CAPTION);
     Subscribe(AI_SUB_ID_CONF_SITE);
 
-    const std::vector<Road> roads = MakeRoads();
-    if (argc == 4 && std::string_view(argv[1]) == "count") {
-        return Count(roads, argv[2], argv[3]);
-    }
-    PrintRatio(roads[0], roads[1], 2000);
-    PrintRatio(roads[2], roads[3], 4);
-    PrintRatio(roads[4], roads[5], 32);
-    if (observer->Results() == 0) {
+    const int result = bench::Main(MakePairs(), argc, argv);
+    if (result == 0 && observer->Results() == 0 && argc == 1) {
         std::fputs("channel_bench: nothing was delivered\n", stderr);
         return 1;
     }
-    return 0;
+    return result;
 }

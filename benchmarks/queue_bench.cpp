@@ -1,31 +1,22 @@
 // queue_bench.cpp - what an element's way through the queue, and a task's through the pool, cost against the
 // floor: a bare queue of a mutex, two conditions and std::queue, as one would write it for one purpose; for
 // the pool, one thread that runs what it takes from it.
-//
-// Without arguments: times both in turns and prints the ratios. With "count ROAD N": runs one road N times
-// and nothing else, for an instruction counter; the difference between two N divides out the start of the
-// program.
-#include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <queue>
 #include <semaphore>
-#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "benchmarks/roads.h"
 #include "quor_ai/result.h"
 #include "thread_pool/queue.h"
 #include "thread_pool/thread_pool.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kCapacity = 30;
 constexpr std::size_t kTaskLimit = 50;
@@ -116,11 +107,6 @@ private:
     std::thread m_thread;
 };
 
-struct Road {
-    std::string_view name;
-    std::function<void()> run;
-};
-
 template <typename Pool>
 std::function<void()> RoundsOf(std::shared_ptr<Pool> pool) {
     return [pool = std::move(pool), task = std::make_shared<CountingTask>(),
@@ -133,88 +119,39 @@ std::function<void()> RoundsOf(std::shared_ptr<Pool> pool) {
     };
 }
 
-std::vector<Road> MakeRoads() {
+// Made by the first round: an instruction counter sees only the side that it counts.
+template <typename Pool>
+std::function<void()> LazyRounds(const std::function<std::shared_ptr<Pool>()>& make) {
+    return [make, round = std::function<void()>()]() mutable {
+        if (!round) {
+            round = RoundsOf(make());
+        }
+        round();
+    };
+}
+
+std::vector<bench::Pair> MakePairs() {
     const auto queue = std::make_shared<QuorAiComm::ThreadSafeQueue<TagAiCloudSrvResult, kCapacity>>();
     const auto bare = std::make_shared<BareQueue<TagAiCloudSrvResult, kCapacity>>();
-    return {{"queue",
-             [queue] {
-                 TagAiCloudSrvResult record = {};
-                 queue->WaitAndPush(record, kTimeout);
-                 queue->WaitAndPop(record, kTimeout);
-             }},
-            {"queue-floor",
-             [bare] {
-                 TagAiCloudSrvResult record = {};
-                 bare->Push(record, kTimeout);
-                 bare->Pop(record, kTimeout);
-             }},
-            {"pool",
-             [round = std::function<void()>()]() mutable {
-                 if (!round) {
-                     round = RoundsOf(std::make_shared<QuorAiComm::ThreadPool>(1, kTaskLimit));
-                 }
-                 round();
-             }},
-            {"pool-floor", [round = std::function<void()>()]() mutable {
-                 if (!round) {
-                     round = RoundsOf(std::make_shared<BarePool>());
-                 }
-                 round();
-             }}};
-}
-
-double TimeOnce(const Road& road, unsigned int repetitions) {
-    const auto start = Clock::now();
-    for (unsigned int i = 0; i < repetitions; ++i) {
-        road.run();
-    }
-    const std::chrono::duration<double, std::nano> elapsed = Clock::now() - start;
-    return elapsed.count() / repetitions;
-}
-
-double Median(std::vector<double> samples) {
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
-// Both roads in turns, so that a slow moment of the machine falls on both.
-void PrintRatio(const Road& road, const Road& floor, unsigned int repetitions) {
-    constexpr int kRounds = 41;
-    std::vector<double> roadSamples;
-    std::vector<double> floorSamples;
-    for (int i = 0; i < kRounds; ++i) {
-        roadSamples.push_back(TimeOnce(road, repetitions));
-        floorSamples.push_back(TimeOnce(floor, repetitions));
-    }
-    const double roadTime = Median(roadSamples);
-    const double floorTime = Median(floorSamples);
-    std::printf("time %-10.*s %11.0f ns  floor %11.0f ns  ratio %.3f\n", static_cast<int>(road.name.size()),
-                road.name.data(), roadTime, floorTime, roadTime / floorTime);
-}
-
-int Count(const std::vector<Road>& roads, std::string_view name, std::string_view number) {
-    unsigned int repetitions = 0;
-    const auto parsed = std::from_chars(number.data(), number.data() + number.size(), repetitions);
-    const auto road =
-        std::find_if(roads.begin(), roads.end(), [name](const Road& r) { return r.name == name; });
-    if (road == roads.end() || parsed.ec != std::errc{}) {
-        std::fputs("usage: queue_bench [count ROAD N]\n", stderr);
-        return 2;
-    }
-    for (unsigned int i = 0; i < repetitions; ++i) {
-        road->run();
-    }
-    return 0;
+    const auto queueRoad = [queue] {
+        TagAiCloudSrvResult record = {};
+        queue->WaitAndPush(record, kTimeout);
+        queue->WaitAndPop(record, kTimeout);
+    };
+    const auto queueFloor = [bare] {
+        TagAiCloudSrvResult record = {};
+        bare->Push(record, kTimeout);
+        bare->Pop(record, kTimeout);
+    };
+    const auto poolRoad = LazyRounds<QuorAiComm::ThreadPool>(
+        [] { return std::make_shared<QuorAiComm::ThreadPool>(1, kTaskLimit); });
+    const auto poolFloor = LazyRounds<BarePool>([] { return std::make_shared<BarePool>(); });
+    return {{{"queue", queueRoad}, {"queue-floor", queueFloor}, 20000},
+            {{"pool", poolRoad}, {"pool-floor", poolFloor}, 200}};
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<Road> roads = MakeRoads();
-    if (argc == 4 && std::string_view(argv[1]) == "count") {
-        return Count(roads, argv[2], argv[3]);
-    }
-    PrintRatio(roads[0], roads[1], 20000);
-    PrintRatio(roads[2], roads[3], 200);
-    return 0;
+    return bench::Main(MakePairs(), argc, argv);
 }

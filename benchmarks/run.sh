@@ -32,6 +32,7 @@ report() {
 
 "$build/benchmarks/channel_bench"
 "$build/benchmarks/queue_bench"
+"$build/benchmarks/face_bench"
 if [ -x "$build/benchmarks/http_bench" ]; then
     "$build/benchmarks/http_bench"
 fi
@@ -52,6 +53,12 @@ queue=$(instructions queue_bench queue 1000)
 queueFloor=$(instructions queue_bench queue-floor 1000)
 pool=$(instructions queue_bench pool 100)
 poolFloor=$(instructions queue_bench pool-floor 100)
+identify=$(instructions face_bench identify 2)
+identifyFloor=$(instructions face_bench identify-floor 2)
+photos=$(instructions face_bench photos 2)
+photosFloor=$(instructions face_bench photos-floor 2)
+report "face identify, 1 MB" "$identify" "$identifyFloor" 1.2
+report "face photos, 12*340 KB" "$photos" "$photosFloor" 1.2
 report queue "$queue" "$queueFloor" 1.1
 report "pool, 48 tasks" "$pool" "$poolFloor" 1.1
 if [ -x "$build/benchmarks/http_bench" ]; then
