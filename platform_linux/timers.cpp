@@ -3,6 +3,8 @@
 // A handle is a number that is never used twice, cast to a pointer: a stale or invented handle is looked up
 // and refused, never followed.
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -16,6 +18,7 @@
 #include "platform_linux/services.h"
 #include "platform_linux/thread_annotations.h"
 #include "quor_platform/os.h"
+#include "quor_platform_linux/host.h"
 
 namespace {
 
@@ -28,6 +31,15 @@ using TimerId = std::uintptr_t;  // 0 is no timer
 
 // A callback that runs longer delays all other timers noticeably and is logged.
 constexpr std::chrono::milliseconds kSlowCallback{1000};
+
+constexpr double kSmallestScale = 1e-6;
+constexpr double kLargestScale = 1e6;
+std::atomic<double> timerScale{1.0};
+
+// 32 bits of milliseconds times the largest scale: no overflow.
+std::chrono::milliseconds Scaled(unsigned int periodMs) {
+    return std::chrono::milliseconds(std::max(1LL, static_cast<long long>(periodMs * timerScale.load())));
+}
 
 class TimerService {
 public:
@@ -216,6 +228,14 @@ TimerId IdOf(OsRelTimer t) {
 
 }  // namespace
 
+bool quor_platform::SetTimerScale(double factor) {
+    if (!(factor >= kSmallestScale && factor <= kLargestScale)) {  // not a number neither
+        return false;
+    }
+    timerScale = factor;
+    return true;
+}
+
 void quor_platform::internal::ShutdownTimers() {
     TimerService::Get().Shutdown();
 }
@@ -237,8 +257,7 @@ unsigned int OsStartRelTimer(OsRelTimer t, unsigned int periodMs, unsigned int m
         return EINVAL;
     }
     try {
-        return TimerService::Get().Start(IdOf(t), std::chrono::milliseconds(periodMs),
-                                         mode == OS_REL_TIMER_MODE_REPEAT);
+        return TimerService::Get().Start(IdOf(t), Scaled(periodMs), mode == OS_REL_TIMER_MODE_REPEAT);
     } catch (...) {
         return EAGAIN;  // no thread or no memory
     }

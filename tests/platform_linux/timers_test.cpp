@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <limits>
 #include <mutex>
 #include <random>
 #include <thread>
@@ -40,7 +41,10 @@ struct Holder {
 
 class Timers : public testing::Test {
 protected:
-    void TearDown() override { quor_platform::Shutdown(); }
+    void TearDown() override {
+        quor_platform::Shutdown();
+        quor_platform::SetTimerScale(1);
+    }
 };
 
 TEST_F(Timers, OnceRunsOnce) {
@@ -190,6 +194,45 @@ TEST_F(Timers, AStoppedTimerDoesNotRun) {
     EXPECT_EQ(freed.Value(), 0);
     for (OsRelTimer t : {first, a, c}) {
         EXPECT_EQ(OsFreeRelTimer(t), 0U);
+    }
+}
+
+// Of two periods only the one started under the scale is shortened, and by that much.
+TEST_F(Timers, AScaleShortensThePeriodsOfLaterStarts) {
+    Counter before;
+    Counter scaled;
+    OsRelTimer hour = Create(Count, &before);
+    OsRelTimer shortened = Create(Count, &scaled);
+    ASSERT_EQ(OsStartRelTimer(hour, kHourMs, OS_REL_TIMER_MODE_REPEAT), 0U);
+    ASSERT_TRUE(quor_platform::SetTimerScale(1e-6));
+    const auto begin = Clock::now();
+    ASSERT_EQ(OsStartRelTimer(shortened, kHourMs, OS_REL_TIMER_MODE_REPEAT), 0U);
+    EXPECT_TRUE(scaled.Reached(5));
+    EXPECT_GE(Clock::now() - begin, 5 * milliseconds(3)) << "3.6 ms, cut to whole milliseconds";
+    EXPECT_EQ(before.Value(), 0);
+    EXPECT_EQ(OsFreeRelTimer(hour), 0U);
+    EXPECT_EQ(OsFreeRelTimer(shortened), 0U);
+}
+
+TEST_F(Timers, AScaleNeverMakesAPeriodZeroAndMayLengthen) {
+    Counter fast;
+    Counter slow;
+    OsRelTimer a = Create(Count, &fast);
+    OsRelTimer b = Create(Count, &slow);
+    ASSERT_TRUE(quor_platform::SetTimerScale(1e-6));
+    ASSERT_EQ(OsStartRelTimer(a, 1, OS_REL_TIMER_MODE_REPEAT), 0U);
+    ASSERT_TRUE(quor_platform::SetTimerScale(1e6));
+    ASSERT_EQ(OsStartRelTimer(b, 1, OS_REL_TIMER_MODE_REPEAT), 0U);
+    EXPECT_TRUE(fast.Reached(5));
+    EXPECT_EQ(slow.Value(), 0);
+    EXPECT_EQ(OsFreeRelTimer(a), 0U);
+    EXPECT_EQ(OsFreeRelTimer(b), 0U);
+}
+
+TEST_F(Timers, AScaleOutOfRangeIsRefused) {
+    for (const double factor : {0.0, -1.0, 9e-7, 1.1e6, std::numeric_limits<double>::infinity(),
+                                std::numeric_limits<double>::quiet_NaN()}) {
+        EXPECT_FALSE(quor_platform::SetTimerScale(factor)) << factor;
     }
 }
 

@@ -129,6 +129,14 @@ DnsSettings GetDnsSettings();
 void AbortRequests();
 void AllowRequests();
 
+// ---- Timers ----
+
+// Periods of relative timers started from now on are multiplied by factor, so that a test or a demonstration
+// sees in a second what a product does in half a minute. Default 1. False, and nothing changes: factor is not
+// between 1e-6 and 1e6. No period gets shorter than a millisecond. The clocks go on as they are: whoever
+// compares wall-clock times with a timer's period, as the face-server detection does, sees the difference.
+bool SetTimerScale(double factor);
+
 // ---- Reasons of failures ----
 
 enum class Stage {
