@@ -1,86 +1,19 @@
 // What requests leave behind: the credentials in their headers, URL and body are nowhere in the process
 // afterwards.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdint>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "tests/platform_linux/http/http_fixture.h"
+#include "tests/platform_linux/support/memory_search.h"
 
 namespace quor_test {
 namespace {
 
-// Places in the process's writable memory that hold the text whose mask by 0x55 is masked. The text itself is
-// never put together, so that the search does not find itself.
-int PlacesHolding(const std::string& masked) {
-    std::ifstream maps("/proc/self/maps");
-    const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
-    int places = 0;
-    std::string line;
-    while (std::getline(maps, line)) {
-        unsigned long begin = 0;
-        unsigned long end = 0;
-        char dash = 0;
-        std::string rights;
-        std::istringstream words(line);
-        if (!(words >> std::hex >> begin >> dash >> end >> rights) || rights.compare(0, 2, "rw") != 0) {
-            continue;
-        }
-        static char block[1U << 16U];
-        for (unsigned long at = begin; at < end; at += sizeof block - masked.size()) {
-            const auto want = std::min<std::size_t>(sizeof block, end - at);
-            const ssize_t got = pread(memory, block, want, static_cast<off_t>(at));
-            const bool own = at < reinterpret_cast<std::uintptr_t>(block) + sizeof block &&
-                             at + want > reinterpret_cast<std::uintptr_t>(block);
-            for (ssize_t i = 0; !own && i + static_cast<ssize_t>(masked.size()) <= got; ++i) {
-                std::size_t same = 0;
-                while (same < masked.size() &&
-                       static_cast<char>(block[static_cast<std::size_t>(i) + same] ^ 0x55) == masked[same]) {
-                    ++same;
-                }
-                places += same == masked.size() ? 1 : 0;
-            }
-        }
-        std::fill(std::begin(block), std::end(block), '\0');
-    }
-    close(memory);
-    return places;
-}
-
-std::string Masked(std::string text) {
-    for (char& c : text) {
-        c = static_cast<char>(c ^ 0x55);
-    }
-    return text;
-}
-
-void Unmask(const std::string& masked, char* to) {
-    for (std::size_t i = 0; i < masked.size(); ++i) {
-        to[i] = static_cast<char>(masked[i] ^ 0x55);
-    }
-}
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define QUOR_TEST_SANITIZED
-#endif
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QUOR_TEST_SANITIZED
-#endif
-#if defined(QUOR_TEST_SANITIZED)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
 class HttpWipe : public HttpTest {
 protected:
     void SetUp() override {
-        if (kSanitized) {
+        if (kMemoryIsTooLarge) {
             GTEST_SKIP() << "a sanitizer's own memory is too large to search";
         }
     }
