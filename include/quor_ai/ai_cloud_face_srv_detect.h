@@ -47,6 +47,7 @@ namespace QuorAiEngine {
 
 class HttpProtocol;
 
+// The search for the face service. The head of this file says how it is used and by which threads.
 class CloudFaceSrvDetect {
 public:
     // The one instance, made by the first call and kept until the process ends. Thread-safe. Null: no memory;

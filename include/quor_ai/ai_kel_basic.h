@@ -66,6 +66,7 @@ enum KelLinkEvent : unsigned int { KelEventConnect = 28, KelEventDisconnect = 29
 
 struct KelSubNode;
 
+// The real-time channel. The head of this file says how it is used and by which threads.
 class AiKelBasic {
 public:
     // The one instance, made by the first call and kept until the process ends. Thread-safe.
@@ -101,8 +102,9 @@ public:
     // Forgets the first entry of a service, if there is one.
     QUOR_AI_API void KelBasicDeleteSubsEvent(TagQuorAiSubId id);
 
-    // Runs the subscribe operation of subInfo->subId and, on success, starts its counter at 0. Returns 1 for
-    // a null record, an id without operation (also an id outside the tables) and a failed operation.
+    // Runs the subscribe operation of subInfo->subId and, on success, starts its counter at 0. subInfo is
+    // read during the call only. Returns 1 for a null record, an id without operation (also an id outside the
+    // tables) and a failed operation.
     QUOR_AI_API unsigned int KelBasicExecuteSubscribeFunc(const TagQuorAiSubscribeInfo* subInfo);
 
     // Subscribes every remembered service again, in the order added, with the conference id, token, uri and
@@ -112,7 +114,8 @@ public:
 
     // ---- Link ----
 
-    // Stores the login record in the channel state. Returns 0, or 1 when the copy failed.
+    // Stores a copy of the login record in the channel state, for the application's own use: the channel does
+    // not read it. Returns 0, or 1 when the copy failed.
     QUOR_AI_API unsigned int UpdateKelLoginInfo(const TagQuorAiKelLoginInfo& info);
 
     // The channel state itself, not a copy; valid for the life of the process.
@@ -137,17 +140,32 @@ public:
     // ---- Topics ----
 
     // What KelBasicExecuteSubscribeFunc runs; public for programs that keep their own tables. A topic
-    // subscribed directly is delivered but not counted. The handler of the topic stays registered when the
-    // platform refuses the frame.
+    // subscribed directly is delivered but not counted. subInfo is read during the call only. The result 0
+    // says that the frame is on its way, not that the server took it. 1: a null record, a destination of more
+    // than 255 bytes, no token, or the platform refused the frame; what was stored of the record then stays,
+    // and so does the handler of the topic when the platform refuses the frame.
 
+    // Check-ins of conference confId; the token is the login client's. Stores confId as the channel state's
+    // uuid.
     QUOR_AI_API int KelStompSubscribeCheckin(const TagQuorAiSubscribeInfo* subInfo);
+
+    // Captions in language of conference confId when subId is AI_SUB_ID_CAPTION, else translations into it.
+    // Stores language as the channel state's srcLang or dstLang.
     QUOR_AI_API int KelStompSubscribeAiCaption(const TagQuorAiSubscribeInfo* subInfo);
+
+    // Control changes of conference confId. The next one is logged as a change whatever was there before.
     QUOR_AI_API int KelStompSubscribeConfCtrlStatus(const TagQuorAiSubscribeInfo* subInfo);
+
+    // Changes of the sites of conference confId. Stores confId as the channel state's uuid.
     QUOR_AI_API int KelStompSubscribeConfSiteStatus(const TagQuorAiSubscribeInfo* subInfo);
-    // The spelling is part of the interface.
+
+    // The overlay switch of the terminal whose id stands in confId; only switches for the uri of the
+    // capability report reach observers. Stores token as the channel state's confKey. The spelling is part of
+    // the interface.
     QUOR_AI_API int KelStompSubscribeCaptinOverlay(const TagQuorAiSubscribeInfo* subInfo);
 
-    // Asks for large-model answers on the conference link: five frames, 200 ms apart, on the caller's thread.
+    // Asks for large-model answers to uri in conference confId on the conference link: five frames, 200 ms
+    // apart, on the caller's thread.
     QUOR_AI_API int KelStompSubscribeLLMResult(const TagQuorAiSubscribeInfo* subInfo);
 
     // Does nothing and returns 0: the manager link needs no subscription.
@@ -161,11 +179,13 @@ public:
     // ---- Capability report and large model ----
 
     // Tells the server that this terminal can pause the caption overlay, and stores subInfo->uri as the
-    // terminal's own.
+    // terminal's own, also when a later step fails. The server's verdict is logged, observers are not told.
+    // Returns 0 when the frame is on its way, 1 otherwise.
     QUOR_AI_API int KelStompAiAbilityReport(const TagQuorAiSubscribeInfo* subInfo);
 
-    // Sends one request over the conference link; answers come as AI_SUB_ID_LLM_RESULT_KEL. Returns 1 for a
-    // null record, an unknown request type, a body of more than 2048 bytes or a refused frame.
+    // Sends one request over the conference link; answers come as AI_SUB_ID_LLM_RESULT_KEL. params is read
+    // during the call only. Returns 0 when the frame is on its way; 1 for a null record, an unknown request
+    // type, a field that is not terminated, a body of more than 2048 bytes or a refused frame.
     QUOR_AI_API unsigned int KelSendLLMRequest(QuorAiModelParams* params);
 
     // The same over the manager link; answers come as AI_SUB_ID_LLM_RESULT_MANAGER. An unknown model is

@@ -17,22 +17,22 @@ struct TagQuorAiFaceServerInfo {
     // "http://host", "https://host" or one of these with ":port". Without a port 443, for http 80. Only
     // candidates whose host is a dotted IPv4 address are probed; a path is not understood.
     char addressList[512];
-    char account[256];
+    char account[256];    // user name at the face service
     char password[1024];  // sealed by the platform's key service
 };
 
 // The face service as it was last found.
 struct tagAI_FACE_S_EUA_SERVER_INFO {
-    unsigned int port;
-    char url[256];  // scheme and host ("https://10.1.1.1"), without port and path; empty: none was found
-    char account[256];
+    unsigned int port;    // TCP port
+    char url[256];        // scheme and host ("https://10.1.1.1"), no port, no path; empty: none was found
+    char account[256];    // as it was given
     char password[1024];  // sealed, as it was given
 };
 
 // One candidate.
 struct tagAiFaceServerAddrInfo {
-    unsigned int port;
-    char host[256];
+    unsigned int port;  // TCP port
+    char host[256];     // name or address
     char protocol[10];  // "https://" or "http://"
 };
 

@@ -25,91 +25,95 @@ struct TagQuorAiKelInfo {
 
 // The result: the length is that of the head and of siteCount entries, not of the whole array.
 struct TagQuorAiConfList {
-    unsigned int parsed;     // 1: the server sent a list, which may be empty
-    unsigned int siteCount;  // entries filled, 0 to kQuorAiSiteMax
-    TagQuorAiSiteInfo sites[kQuorAiSiteMax];
+    unsigned int parsed;                      // 1: the server sent a list, which may be empty
+    unsigned int siteCount;                   // entries filled, 0 to kQuorAiSiteMax
+    TagQuorAiSiteInfo sites[kQuorAiSiteMax];  // in the server's order
 };
 
+// Bytes of the list before its first entry.
 inline constexpr std::size_t kQuorAiConfListHeadSize = offsetof(TagQuorAiConfList, sites);
 
 // ---- Sign-in lists (AI_SUB_ID_QUERY_SIGN_IN) ----
 
 // The request: one page of one of the two lists.
 struct TagQuorAiQuerySignIn {
-    char confId[192];
+    char confId[192];         // conference id
     unsigned int page;        // 0 is the first page
     unsigned int size;        // entries of a page; more than kQuorAiSignInMax cannot be received
     unsigned char checkedIn;  // 1: who checked in, with details; 0: who did not
     unsigned char history;    // 1: the conference is over
-    unsigned int serverPort;
-    char serverAddr[256];  // host name or IPv4
+    unsigned int serverPort;  // TCP port
+    char serverAddr[256];     // host name or IPv4
 };
 
+// Entries of a page that can be received.
 inline constexpr unsigned int kQuorAiSignInMax = 32;
 
 // The result: count entries are filled, the rest is zero; the length is always the whole record's.
 struct TagQuorAiGetSignIn {
-    unsigned int totalElements;  // entries and pages of the whole list
-    unsigned int totalPages;
-    unsigned int number;  // this page
-    unsigned int count;
-    unsigned char checkedIn;  // as in the request
-    unsigned char history;
+    unsigned int totalElements;  // entries of the whole list
+    unsigned int totalPages;     // pages of the whole list
+    unsigned int number;         // this page, from 0
+    unsigned int count;          // entries filled, 0 to kQuorAiSignInMax
+    unsigned char checkedIn;     // as in the request
+    unsigned char history;       // as in the request
     // Only name and account are filled when checkedIn is 0.
     TagQuorAiGetSigninContent entries[kQuorAiSignInMax];
 };
 
 // ---- Sign-in report (AI_SUB_ID_REPORT_SIGN_IN) ----
 
+// People of a report.
 inline constexpr unsigned int kQuorAiReportSignInMax = 5;
 // TagQuorAiReportSiginIn::tokenSource: send ownToken. Any other value: the login client's conference token.
 inline constexpr unsigned int kQuorAiTokenSourceOwn = 1;
 
 // The request, and the result with the same content. The spelling is part of the interface.
 struct TagQuorAiReportSiginIn {
-    char confId[192];
-    unsigned int reportCount;  // 1 to kQuorAiReportSignInMax
-    TagQuorAiGetSigninContent entries[kQuorAiReportSignInMax];
-    unsigned int serverPort;
-    char serverAddr[256];  // host name, IPv4 or IPv6; a name is replaced by its address
-    unsigned char result;  // of the result: 1 the server accepted the report, 0 it did not
-    char ownToken[131];
-    unsigned int tokenSource;
+    char confId[192];                                           // conference id
+    unsigned int reportCount;                                   // 1 to kQuorAiReportSignInMax
+    TagQuorAiGetSigninContent entries[kQuorAiReportSignInMax];  // who signed in; reportCount are read
+    unsigned int serverPort;                                    // TCP port
+    char serverAddr[256];      // host name, IPv4 or IPv6; a name is replaced by its address
+    unsigned char result;      // of the result: 1 the server accepted the report, 0 it did not
+    char ownToken[131];        // token of the application's own
+    unsigned int tokenSource;  // kQuorAiTokenSourceOwn, or any other value
 };
 
 // ---- Account sign-in (AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN) ----
 
 // The request.
 struct TagQuorAiQuerySignAccount {
-    char confId[192];
-    char serverAddr[256];  // host name, IPv4 or IPv6; a name is replaced by its address
-    unsigned int serverPort;
+    char confId[192];           // conference id
+    char serverAddr[256];       // host name, IPv4 or IPv6; a name is replaced by its address
+    unsigned int serverPort;    // TCP port
     unsigned int accountCount;  // 1; the server gets empty texts for further ones
-    char account[256];
+    char account[256];          // whom to ask about
 };
 
 // The result.
 struct TagQuorAiAccountCheckInInfo {
     unsigned int httpStatus;  // 200 after a good answer; else what the server said, 0 without an answer
     char account[256];        // empty: has not checked in
-    char checkInTime[128];
+    char checkInTime[128];    // as the server sends it
 };
 
 // ---- Audio-video match report (AI_SUB_ID_REPORT_AV_MATCH) ----
 
+// A rectangle on the camera's picture, in the application's own unit; the server gets the numbers as texts.
 struct TagQuorAiFaceRect {
-    int x;
-    int y;
-    int w;
-    int h;
+    int x;  // left
+    int y;  // top
+    int w;  // width
+    int h;  // height
 };
 
 // The request, and the result with the same content: the face of userid spoke from start to end.
 struct TagQuorAiAVMatchtData {
-    int faceid;
-    unsigned int serverPort;
-    long long start;  // milliseconds
-    long long end;
+    int faceid;                 // the application's number of the face
+    unsigned int serverPort;    // TCP port
+    long long start;            // milliseconds; sent as seconds in single precision
+    long long end;              // likewise
     unsigned char success;      // of the result: 1 the server accepted the report, 0 it did not
     unsigned char reserved[3];  // 0 in the result
     float doa;                  // direction of arrival of the voice
@@ -118,15 +122,15 @@ struct TagQuorAiAVMatchtData {
     char site[128];             // not empty
     char uuid[192];             // conference id, not empty
     char serverAddr[256];       // host name or IPv4
-    char token[128];
-    TagQuorAiFaceRect rect;  // where the face is
+    char token[128];            // conference token, sent as it is; the login client must have one too
+    TagQuorAiFaceRect rect;     // where the face is
 };
 
 // ---- RSE address ----
 
 // Not used by this version.
 struct QuorAiRseAddressData {
-    unsigned int reserved;
+    unsigned int reserved;  // not used
 };
 
 // ---- Face recognition (AI_SUB_ID_FACE_RECOGNIZE) ----
@@ -136,65 +140,67 @@ enum TagFaceRecogType : unsigned int {};
 
 // Head of the request; picLen bytes of the picture follow it without a gap.
 struct tagAI_FACE_S_DETECT_INFO {
-    unsigned int requestId;  // the result carries it
-    unsigned int reserved;
+    unsigned int requestId;      // the result carries it
+    unsigned int reserved;       // not used
     TagFaceRecogType recogType;  // the result carries it
-    unsigned int serverPort;
-    char serverAddr[256];  // with scheme
-    char account[256];
-    char password[1024];  // sealed by the platform's key service
-    unsigned int picLen;
+    unsigned int serverPort;     // TCP port
+    char serverAddr[256];        // with scheme
+    char account[256];           // user name at the face service
+    char password[1024];         // sealed by the platform's key service
+    unsigned int picLen;         // bytes of the picture, at least 1
 };
 
 // The result.
 struct tagQuorAiFaceEUADetectResult {
     int result;  // 0 match, 1 no match or failure of the service, 2 no answer, 4 incomplete answer
-    TagFaceRecogType recogType;
-    char name[256];
-    unsigned int requestId;
-    char photoid[128];
-    int score;
-    char userid[256];
-    char code[32];      // of a failure of the service
-    char message[128];  // of a failure of the service
+    TagFaceRecogType recogType;  // of the request
+    char name[256];              // of the person; empty when the service found nobody
+    unsigned int requestId;      // of the request
+    char photoid[128];           // the photo that matched
+    int score;                   // 75 or more for a match; the fraction is cut
+    char userid[256];            // of the person
+    char code[32];               // of a failure of the service
+    char message[128];           // of a failure of the service
 };
 
 // ---- Face photos (AI_SUB_ID_FACE_PHOTO) ----
 
+// Ids of a request, and photos of an answer; further ones are passed over.
 inline constexpr unsigned int kQuorAiFacePhotoMax = 12;
 // TagQuorAiFacePhotoParam::idType; any other value stands for photo ids.
 inline constexpr unsigned int kQuorAiFaceIdTypeUser = 0;
 
 // The request.
 struct TagQuorAiFacePhotoParam {
-    unsigned int idCount;  // at most kQuorAiFacePhotoMax
-    char ids[kQuorAiFacePhotoMax][128];
-    unsigned int idType;
-    unsigned int requestId;
-    unsigned int serverPort;
-    char serverAddr[256];  // with scheme
-    char account[256];
-    char password[1024];  // sealed by the platform's key service
+    unsigned int idCount;                // at most kQuorAiFacePhotoMax
+    char ids[kQuorAiFacePhotoMax][128];  // all together, with address and path, fit a URL of 255 bytes
+    unsigned int idType;                 // kQuorAiFaceIdTypeUser, or any other value
+    unsigned int requestId;              // for the log; the result does not carry it
+    unsigned int serverPort;             // TCP port
+    char serverAddr[256];                // with scheme
+    char account[256];                   // user name at the face service
+    char password[1024];                 // sealed by the platform's key service
 };
 
 // One photo of a result; photoSize bytes of the photo follow it without a gap. Not aligned in the result:
 // copy it out.
 struct QuorAiSingleFacePhoto {
-    char id[128];            // user or photo id, as in the request
-    unsigned char hasPhoto;  // 1: photo bytes follow
-    char errorCode[32];
-    char errorMessage[128];
-    unsigned char padding[3];
-    unsigned int photoSize;  // bytes
+    char id[128];              // user or photo id, as in the request
+    unsigned char hasPhoto;    // 1: photo bytes follow
+    char errorCode[32];        // why there is no photo, in the service's words; may be empty
+    char errorMessage[128];    // likewise
+    unsigned char padding[3];  // 0
+    unsigned int photoSize;    // bytes
 };
 
+// Bytes of a result's payload. A photo that does not fit with its description is left out, with a log record.
 inline constexpr std::size_t kQuorAiFacePhotoPayloadMax = 4194128;
 
 // The result. A request may end in several of them. The length is that of the head and of what is used of
 // payload.
 struct TagQuorAiFacePhotoList {
-    unsigned int idType;
-    unsigned int entryCount;
+    unsigned int idType;                                // of the request
+    unsigned int entryCount;                            // photos and descriptions in this result
     unsigned char payload[kQuorAiFacePhotoPayloadMax];  // entryCount times QuorAiSingleFacePhoto and photo
 };
 

@@ -14,6 +14,7 @@ namespace QuorAiEngine {
 // concurrently. Update must not throw. What it may call of its service the service's header says.
 class QUOR_AI_API ICloudSrvObserver {
 public:
+    // Runs where the last owner lets go: possibly inside the service's Detach.
     virtual ~ICloudSrvObserver() = default;
 
     // Receives one result. result and what it points at are valid during the call only.

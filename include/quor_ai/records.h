@@ -13,8 +13,9 @@
 
 // ---- Given by the application ----
 
-// Values of TagQuorAiKelLoginInfo::linkType and of the linkType of a link event.
+// TagQuorAiKelLoginInfo::linkType and the linkType of a link event: the conference link.
 inline constexpr unsigned int kKelLinkTypeConference = 0;
+// Likewise: the manager link.
 inline constexpr unsigned int kKelLinkTypeManager = 1;
 
 // How to reach and enter a server.
@@ -35,21 +36,21 @@ struct TagQuorAiKelBasicInfo {
     char deviceId[256];               // uri of this terminal, from the capability report
     char confKey[192];                // conference token, from the overlay subscription
     char dstLang[64];                 // translation language
-    unsigned int reserved;
+    unsigned int reserved;            // 0
 };
 
 // One subscription that an application asks for.
 struct TagQuorAiSubscribeInfo {
-    TagQuorAiSubId subId;
-    char confId[192];   // conference id; for AI_SUB_ID_CAPTION_OVERLAY the terminal's id
-    char language[64];  // AI_SUB_ID_CAPTION: spoken language; AI_SUB_ID_TRANSLATION: wanted language
-    char token[192];    // conference access token; check-in takes its own from the login client
-    char uri[256];      // uri of this terminal: capability report and large-model answers
+    TagQuorAiSubId subId;  // which
+    char confId[192];      // conference id; for AI_SUB_ID_CAPTION_OVERLAY the terminal's id
+    char language[64];     // AI_SUB_ID_CAPTION: spoken language; AI_SUB_ID_TRANSLATION: wanted language
+    char token[192];       // conference access token; check-in takes its own from the login client
+    char uri[256];         // uri of this terminal: capability report and large-model answers
 };
 
 // One request to the large model.
 struct QuorAiModelParams {
-    unsigned int reserved;
+    unsigned int reserved;      // not used
     unsigned int modelVersion;  // 0 to 2; manager link only
     unsigned int reqType;       // 0 to 18
     unsigned int seqNum;        // chosen by the application; answers carry it
@@ -62,36 +63,37 @@ struct QuorAiModelParams {
 
 // ---- Received by observers ----
 
-// One participant who checked in.
+// One participant who checked in. Also given by the application, for the sign-in report (http_records.h).
 struct TagQuorAiGetSigninContent {
-    char name[256];
-    char account[256];
-    char checkInTime[256];
-    char type[32];
-    char participantName[256];
+    char name[256];             // the person's name
+    char account[256];          // the person's account
+    char checkInTime[256];      // as the server sends it; no format is implied
+    char type[32];              // how the person checked in, as the server sends it
+    char participantName[256];  // name of the site from which the person takes part
 };
 
+// Entries of a check-in message; a longer list is refused.
 inline constexpr unsigned int kQuorAiCheckinMax = 5;
 
 // AI_SUB_ID_CHECKIN: num entries (1 to 5) are filled, the rest is zero; the length is always the whole
 // record's.
 struct TagQuorAiCheckinList {
-    unsigned int num;
-    TagQuorAiGetSigninContent content[kQuorAiCheckinMax];
+    unsigned int num;                                      // entries filled
+    TagQuorAiGetSigninContent content[kQuorAiCheckinMax];  // in the server's order
 };
 
 // AI_SUB_ID_CAPTION: one piece of caption or translation. Over-long texts arrive cut to capacity - 1 bytes.
 struct TagQuorAiKelVoiceTranslateInfo {
     unsigned int isTranslation;  // 0 caption, 1 translation
-    char srcLang[16];
-    char dstLang[16];  // translation only, else empty
-    double startTime;  // as the server sends them
-    double endTime;
-    char text[1024];       // what was said
-    char transText[1024];  // translation only, else empty
-    unsigned char final;   // 1: the text will not change any more; 0: interim
-    char uuid[192];        // the speaking site
-    char name[193];        // its display name, may be empty
+    char srcLang[16];            // what was spoken
+    char dstLang[16];            // translation only, else empty
+    double startTime;            // as the server sends it; the unit is the server's
+    double endTime;              // likewise
+    char text[1024];             // what was said
+    char transText[1024];        // translation only, else empty
+    unsigned char final;         // 1: the text will not change any more; 0: interim
+    char uuid[192];              // the speaking site
+    char name[193];              // its display name, may be empty
 };
 
 // AI_SUB_ID_CONF_CTRL and AI_SUB_ID_CAPTION_OVERLAY.
@@ -105,19 +107,21 @@ struct TagQuorAiConfCtrlStatusInfo {
 
 // One site (participant) of the conference.
 struct TagQuorAiSiteInfo {
-    char id[192];
-    char name[256];
+    char id[192];    // the site's uuid; empty when the server did not say
+    char name[256];  // its display name; empty when the server did not say
 };
 
+// Sites of a list; of a longer one nothing is delivered as AI_SUB_ID_CONF_SITE.
 inline constexpr unsigned int kQuorAiSiteMax = 1600;
 
 // AI_SUB_ID_CONF_SITE: the length is that of the head and of count entries, not of the whole array.
 struct TagQuorAiSiteInfoList {
-    unsigned int type;   // kind of change, as the server sends it
-    unsigned int count;  // entries filled, 0 to kQuorAiSiteMax
-    TagQuorAiSiteInfo sites[kQuorAiSiteMax];
+    unsigned int type;                        // kind of change, as the server sends it
+    unsigned int count;                       // entries filled, 0 to kQuorAiSiteMax
+    TagQuorAiSiteInfo sites[kQuorAiSiteMax];  // in the server's order
 };
 
+// Bytes of the list before its first entry.
 inline constexpr std::size_t kQuorAiSiteHeadSize = offsetof(TagQuorAiSiteInfoList, sites);
 
 // ---- Layout: applications, other languages and recorded data rely on it ----

@@ -10,9 +10,9 @@
 // it wants to keep it copies. len is the length of the record; observers use it rather than a constant of
 // their own.
 struct TagAiCloudSrvResult {
-    TagQuorAiSubId id;
-    unsigned char* data;
-    unsigned int len;
+    TagQuorAiSubId id;    // which record data is (ids.h)
+    unsigned char* data;  // not null
+    unsigned int len;     // bytes of data
 };
 
 static_assert(sizeof(TagAiCloudSrvResult) == 24, "applications rely on this layout");

@@ -12,7 +12,9 @@
 #include <stdint.h>
 
 #if defined(__cplusplus)
+/* Opens a block of declarations with C linkage; nothing for C. */
 #define QUOR_PLATFORM_EXTERN_C_BEGIN extern "C" {
+/* Closes it. */
 #define QUOR_PLATFORM_EXTERN_C_END }
 #else
 #define QUOR_PLATFORM_EXTERN_C_BEGIN
@@ -20,9 +22,12 @@
 #endif
 
 #if defined(__GNUC__)
+/* Stands before the declarations of every platform header: C linkage, default visibility. */
 #define QUOR_PLATFORM_BEGIN _Pragma("GCC visibility push(default)") QUOR_PLATFORM_EXTERN_C_BEGIN
+/* Stands behind them. */
 #define QUOR_PLATFORM_END QUOR_PLATFORM_EXTERN_C_END _Pragma("GCC visibility pop")
-/* The format is argument f, the first argument it prints is a; both count from 1. */
+/* Has a compiler check calls as those of printf. The format is argument f, the first argument it prints is a;
+ * both count from 1. */
 #define QUOR_PLATFORM_PRINTF(f, a) __attribute__((format(printf, f, a)))
 #else
 #define QUOR_PLATFORM_BEGIN QUOR_PLATFORM_EXTERN_C_BEGIN
@@ -37,7 +42,7 @@
 #define QUOR_PLATFORM_THREAD_ATTRIBUTE(x)
 #endif
 
-/* Layouts that both sides of an interface rely on. */
+/* Nails down a layout that both sides of an interface rely on, in C and in C++. */
 #if defined(__cplusplus)
 #define QUOR_PLATFORM_STATIC_ASSERT(condition, text) static_assert(condition, text)
 #else

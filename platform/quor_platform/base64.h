@@ -11,8 +11,9 @@ QUOR_PLATFORM_BEGIN
 
 /*
  * Encodes inLen bytes into a new NUL-terminated text, *out, of the length returned and stored in *outLen
- * (without the terminator). The caller frees *out with QUOR_BASE64Free or OSMemTypeFreeMon. Returns 0, with
- * *out null and *outLen 0, for a null argument, empty input, too long input or no memory.
+ * (without the terminator). The input may be a secret: no copy of it or of the text stays behind. The caller
+ * frees *out with QUOR_BASE64Free or OSMemTypeFreeMon. Returns 0, with *out null and *outLen 0, for a null
+ * argument, empty input, too long input or no memory.
  */
 unsigned int QUOR_BASE64Encode(const unsigned char* in, unsigned int inLen, char** out, unsigned int* outLen);
 
@@ -24,7 +25,10 @@ unsigned int QUOR_BASE64Encode(const unsigned char* in, unsigned int inLen, char
  */
 int QUOR_BASE64Decode(const char* in, unsigned int inLen, unsigned char** out);
 
-/* Frees what Encode or Decode allocated. Null is ignored. The content is not wiped: the caller does that. */
+/*
+ * Frees what QUOR_BASE64Encode or QUOR_BASE64Decode allocated. Null is ignored. The content is not wiped: the
+ * caller does that.
+ */
 void QUOR_BASE64Free(void* p);
 
 QUOR_PLATFORM_END

@@ -42,42 +42,40 @@ enum EN_HTTP_ERRORCODE {
 typedef enum EN_HTTP_ERRORCODE EN_HTTP_ERRORCODE;
 #endif
 
-/* Capacities, terminators included. */
-#define QUOR_HTTP_HEADER_NAME_CAPACITY 64U
-#define QUOR_HTTP_HEADER_VALUE_CAPACITY 512U
-#define QUOR_HTTP_CERT_PATH_CAPACITY 512U
-#define QUOR_HTTP_CIPHER_SUITES 8U
+/* Capacities in bytes, terminators included. */
+
+#define QUOR_HTTP_HEADER_NAME_CAPACITY 64U   /* of a header's name */
+#define QUOR_HTTP_HEADER_VALUE_CAPACITY 512U /* of a header's value */
+#define QUOR_HTTP_CERT_PATH_CAPACITY 512U    /* of the path of the trusted certificates */
+#define QUOR_HTTP_CIPHER_SUITES 8U           /* suites of a list, a number of entries */
 
 /* One request header; both texts NUL-terminated. */
 struct tagHTTP_HEADER {
-    char name[QUOR_HTTP_HEADER_NAME_CAPACITY];
-    char value[QUOR_HTTP_HEADER_VALUE_CAPACITY];
+    char name[QUOR_HTTP_HEADER_NAME_CAPACITY];   /* without the colon */
+    char value[QUOR_HTTP_HEADER_VALUE_CAPACITY]; /* may be a secret: no copy stays behind the request */
 };
 
-/*
- * How the server is verified. caPath is a file with PEM certificates or a directory of them as OpenSSL hashes
- * it; nothing else is trusted. verifyPeer 1: the server's chain and name are verified; the transport does so
- * whatever stands here. checkRevocation 0: no revocation look-up. Neither ever means to skip the name.
- */
+/* How the server is verified. Nothing here ever means to skip the certificate's name. */
 struct tagHTTP_S_TLS_PARAM {
+    /* A file with PEM certificates or a directory of them as OpenSSL hashes it; nothing else is trusted. */
     char caPath[QUOR_HTTP_CERT_PATH_CAPACITY];
-    unsigned int verifyPeer;
-    unsigned int checkRevocation;
+    unsigned int verifyPeer;      /* 1: chain and name are verified, as the transport does in any case */
+    unsigned int checkRevocation; /* 0: no revocation look-up */
 };
 
-/* The suites allowed with TLS 1.2, best first: the low 16 bits are IANA's number. TLS 1.3 stays allowed. */
+/* The suites allowed with TLS 1.2, best first. TLS 1.3 stays allowed. */
 struct tagHTTP_S_CIPHER_LIST {
-    unsigned int count;
-    unsigned int suites[QUOR_HTTP_CIPHER_SUITES];
+    unsigned int count;                           /* suites filled */
+    unsigned int suites[QUOR_HTTP_CIPHER_SUITES]; /* the low 16 bits are IANA's number */
 };
 
-/* What every request shares. Timeouts are seconds; 0 stands for the transport's own finite default. */
+/* Of every request. What it points to lives for the call only. Timeouts: seconds; 0: the transport's own. */
 struct tagHTTP_S_CONFIG_PARAM {
-    struct tagHTTP_S_TLS_PARAM* tlsParam;
-    const struct tagHTTP_S_CIPHER_LIST* cipherSuites;
-    void* reserved;
-    unsigned int firstTimeout;  /* to be connected, TLS handshake included */
-    unsigned int secondTimeout; /* for the whole request */
+    struct tagHTTP_S_TLS_PARAM* tlsParam;             /* the caller's, read before the send returns */
+    const struct tagHTTP_S_CIPHER_LIST* cipherSuites; /* likewise */
+    void* reserved;                                   /* null */
+    unsigned int firstTimeout;                        /* to be connected, TLS handshake included */
+    unsigned int secondTimeout;                       /* for the whole request */
 };
 
 /*
@@ -86,25 +84,25 @@ struct tagHTTP_S_CONFIG_PARAM {
  * the caller frees. After a non-zero result both are null.
  */
 struct tagHTTP_S_SYN_SEND_PARAM {
-    unsigned int reserved;
-    unsigned int method;
-    const char* url;     /* read up to its terminator or urlLen bytes */
-    unsigned int urlLen; /* bytes of the buffer that holds the URL */
-    struct tagHTTP_HEADER* headers;
-    unsigned int headerCount;
-    const char* body; /* null for none */
-    unsigned int bodyLen;
-    struct tagHTTP_S_CONFIG_PARAM config;
-    char* rspBody;
-    unsigned int rspStatus; /* HTTP status; 0 if no answer arrived */
-    void* rspExtra;
+    unsigned int reserved;                /* 0 */
+    unsigned int method;                  /* QUOR_HTTP_METHOD_... */
+    const char* url;                      /* read up to its terminator or urlLen bytes */
+    unsigned int urlLen;                  /* bytes of the buffer that holds the URL */
+    struct tagHTTP_HEADER* headers;       /* headerCount of them */
+    unsigned int headerCount;             /* 0: none */
+    const char* body;                     /* null for none */
+    unsigned int bodyLen;                 /* bytes of body */
+    struct tagHTTP_S_CONFIG_PARAM config; /* verification and timeouts */
+    char* rspBody;                        /* written by the send: the answer's body */
+    unsigned int rspStatus;               /* written by the send: HTTP status; 0 if no answer arrived */
+    void* rspExtra;                       /* written by the send: null or a block of the transport's */
 };
 
 /* The answer to an asynchronous request; the transport's own until HTTPAPI_ReleaseHandle. */
 struct tagST_HTTP_RSP {
-    unsigned long statusCode;
-    const char* body; /* NUL-terminated; null when the answer has none */
-    unsigned int bodyLen;
+    unsigned long statusCode; /* HTTP status */
+    const char* body;         /* NUL-terminated; null when the answer has none */
+    unsigned int bodyLen;     /* bytes of body, terminator not counted */
 };
 
 #if !defined(__cplusplus)
@@ -121,16 +119,16 @@ typedef unsigned int (*QuorHttpCallback)(unsigned long handle, enum EN_HTTP_ERRO
 
 /* An asynchronous request. */
 struct tagHTTP_S_ASYN_SEND_PARAM {
-    const char* url; /* NUL-terminated */
-    unsigned int method;
-    unsigned int zeroRun;
-    const char* body; /* null for none */
-    unsigned int bodyLen;
-    struct tagHTTP_HEADER* headers;
-    unsigned int headerCount;
-    struct tagHTTP_S_CONFIG_PARAM config;
-    QuorHttpCallback callback;
-    void* userData;
+    const char* url;                      /* NUL-terminated */
+    unsigned int method;                  /* QUOR_HTTP_METHOD_... */
+    unsigned int zeroRun;                 /* 0 */
+    const char* body;                     /* null for none */
+    unsigned int bodyLen;                 /* bytes of body */
+    struct tagHTTP_HEADER* headers;       /* headerCount of them */
+    unsigned int headerCount;             /* 0: none */
+    struct tagHTTP_S_CONFIG_PARAM config; /* verification and timeouts */
+    QuorHttpCallback callback;            /* not null */
+    void* userData;                       /* handed to callback as it is; its owner is the callback */
 };
 
 #if !defined(__cplusplus)

@@ -23,7 +23,10 @@ QUOR_PLATFORM_BEGIN
 unsigned int QuorOmKeymDecrypt(const char* domain, const char* cipherText, unsigned int cipherLen,
                                char* plainText, unsigned int* plainLen);
 
-/* Fills out with len random bytes fit for keys: all of them (0) or an unusable buffer (non-zero). */
+/*
+ * Fills out, which is the caller's, with len random bytes fit for keys: all of them (0) or an unusable buffer
+ * (non-zero: out is null or the system has no random numbers). Does not wait once the system has started.
+ */
 int QuorOmKeymGenRealRandom(unsigned char* out, unsigned int len);
 
 QUOR_PLATFORM_END

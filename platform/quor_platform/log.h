@@ -11,9 +11,11 @@
 
 QUOR_PLATFORM_BEGIN
 
-/* Levels of a log record. */
+/* Level of a log record: something failed, or must show in logs that keep errors only. */
 #define QUOR_OM_LOG_LEVEL_ERROR 1U
+/* Level of a log record: something is odd; the operation goes on. */
 #define QUOR_OM_LOG_LEVEL_WARNING 2U
+/* Level of a log record: what happens. */
 #define QUOR_OM_LOG_LEVEL_INFO 3U
 
 /*
@@ -40,7 +42,10 @@ unsigned int QuorOmLogStormLogRecord(unsigned int level, unsigned short fileId, 
                                      unsigned int moduleLen, unsigned int line, const char* format, ...)
     QUOR_PLATFORM_PRINTF(6, 7);
 
-/* The id of the log file with that name; the low 16 bits are what the log functions take. Never fails. */
+/*
+ * The id of the log file with that name (NUL-terminated; nothing of it is kept); the low 16 bits are what the
+ * log functions take. The library asks for every record, also for one whose level is off. Never fails.
+ */
 unsigned int QuorAiGetAiLogFileId(const char* logFileName);
 
 /* The developer trace level, 0 (off) to 255; may change at any time. A trace is written from its threshold

@@ -1,5 +1,6 @@
 /*
  * login.h - the login client: where the conference token comes from.
+ * Threads: callable from any thread.
  */
 #ifndef QUOR_PLATFORM_LOGIN_H
 #define QUOR_PLATFORM_LOGIN_H
@@ -8,11 +9,17 @@
 
 QUOR_PLATFORM_BEGIN
 
-/* Login state changes; arguments are the platform's own. May run on any thread. */
+/*
+ * Login state changes; arguments are the platform's own, valid during the call. May run on any thread. The
+ * library does nothing in it: a token is fetched for every use.
+ */
 typedef void (*QuorLoginCallback)(unsigned int event, void* data);
 
-/* Connects the caller to the login client and registers callback for its life. 0 success; may be called
- * again. */
+/*
+ * Connects the caller to the login client and registers callback, not null, for the life of the process. 0
+ * success; may be called again, also with the same callback, which is registered once. Non-zero: not
+ * connected; the library tries again at the next use.
+ */
 int QuorLoginInitialize(QuorLoginCallback callback);
 
 /*

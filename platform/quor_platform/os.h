@@ -17,12 +17,13 @@ QUOR_PLATFORM_BEGIN
  * the platform may report or answer with a deadlock. The content is the platform's own; never copy one.
  */
 struct QUOR_PLATFORM_THREAD_ATTRIBUTE(capability("mutex")) OsMutex {
-    uint64_t opaque[8];
+    uint64_t opaque[8]; /* the platform's own; 64 bytes */
 };
 #if !defined(__cplusplus)
 typedef struct OsMutex OsMutex;
 #endif
 /* clang-format off */
+/* Makes an OsMutex ready. */
 #define OS_MUTEX_INITIALIZER { { 0, 0, 0, 0, 0, 0, 0, 0 } }
 /* clang-format on */
 
@@ -35,7 +36,9 @@ unsigned int OsMutexUnLock(OsMutex* m) QUOR_PLATFORM_THREAD_ATTRIBUTE(release_ca
 /* A relative timer; null means none. */
 typedef void* OsRelTimer;
 
-/* Runs on the platform's one timer thread: callbacks of all timers run one after another, so keep them short.
+/*
+ * Runs on the platform's one timer thread, without a lock of the platform: callbacks of all timers run one
+ * after another, so keep them short. arg is what the timer was made with.
  */
 typedef void (*OsRelTimerCallback)(void* arg);
 
@@ -64,15 +67,16 @@ unsigned int OsStartRelTimer(OsRelTimer t, unsigned int periodMs, unsigned int m
  */
 unsigned int OsStopRelTimerSafe(OsRelTimer t);
 
-/* Stops t as OsStopRelTimerSafe does and releases the handle. Non-zero: unknown handle. */
+/* Stops t as OsStopRelTimerSafe does and releases the handle; t is unknown afterwards. Non-zero: unknown
+ * handle. */
 unsigned int OsFreeRelTimer(OsRelTimer t);
 
-/* Size of every message of OsMsgAsynSend, in bytes, and the places of the members that senders fill. */
+/* Size of every message of OsMsgAsynSend, in bytes. Below: the places of the members that senders fill. */
 #define OS_MSG_SIZE 168U
-#define OS_MSG_ID_OFFSET 48U
-#define OS_MSG_SENDER_OFFSET 56U
-#define OS_MSG_RECEIVER_OFFSET 72U
-#define OS_MSG_MODULE_NAME_CAPACITY 16U
+#define OS_MSG_ID_OFFSET 48U            /* what happened, 32 bits */
+#define OS_MSG_SENDER_OFFSET 56U        /* name of the sending module */
+#define OS_MSG_RECEIVER_OFFSET 72U      /* name of the receiving module */
+#define OS_MSG_MODULE_NAME_CAPACITY 16U /* bytes of a module's name, terminator included */
 
 /*
  * Sends one message of OS_MSG_SIZE bytes to the module whose name stands, NUL-terminated, at

@@ -23,14 +23,15 @@
 
 QUOR_PLATFORM_BEGIN
 
-#define QUOR_OM_NMS_WEBSOCKET_HEADER_MAX 8U
-#define QUOR_OM_NMS_WEBSOCKET_NAME_CAPACITY 256U
-#define QUOR_OM_NMS_WEBSOCKET_BODY_CAPACITY 2048U
+#define QUOR_OM_NMS_WEBSOCKET_HEADER_MAX 8U       /* headers of a frame */
+#define QUOR_OM_NMS_WEBSOCKET_NAME_CAPACITY 256U  /* bytes of a header's name and value, each terminated */
+#define QUOR_OM_NMS_WEBSOCKET_BODY_CAPACITY 2048U /* bytes of a frame's body */
 
 /* Values of TagQuorOmNmsWebsocketStompFrame.frameKind. */
-#define QUOR_OM_NMS_WEBSOCKET_FRAME_SUBSCRIBE 0U
-#define QUOR_OM_NMS_WEBSOCKET_FRAME_UNSUBSCRIBE 1U
-#define QUOR_OM_NMS_WEBSOCKET_FRAME_SEND 2U
+
+#define QUOR_OM_NMS_WEBSOCKET_FRAME_SUBSCRIBE 0U   /* a SUBSCRIBE */
+#define QUOR_OM_NMS_WEBSOCKET_FRAME_UNSUBSCRIBE 1U /* an UNSUBSCRIBE */
+#define QUOR_OM_NMS_WEBSOCKET_FRAME_SEND 2U        /* a SEND */
 
 /* What a link needs to start. Texts are NUL-terminated; the caller may leave fields that it does not use
  * unwritten. */
@@ -51,8 +52,8 @@ typedef struct TagQuorOmNmsWebsocketInfo {
 
 /* One STOMP header, both texts NUL-terminated. */
 typedef struct TagQuorOmNmsWebsocketHeader {
-    char headerName[QUOR_OM_NMS_WEBSOCKET_NAME_CAPACITY];
-    char headerVal[QUOR_OM_NMS_WEBSOCKET_NAME_CAPACITY];
+    char headerName[QUOR_OM_NMS_WEBSOCKET_NAME_CAPACITY]; /* not empty */
+    char headerVal[QUOR_OM_NMS_WEBSOCKET_NAME_CAPACITY];  /* unescaped; the client escapes it */
 } TagQuorOmNmsWebsocketHeader;
 
 /*
@@ -60,10 +61,10 @@ typedef struct TagQuorOmNmsWebsocketHeader {
  * the record: a SUBSCRIBE handed to QuorOmNmsWebsocketSendData is a SUBSCRIBE.
  */
 typedef struct TagQuorOmNmsWebsocketStompFrame {
-    unsigned int linkId;
-    unsigned int frameKind;
+    unsigned int linkId;    /* from QuorOmNmsWebsocketStartUp */
+    unsigned int frameKind; /* QUOR_OM_NMS_WEBSOCKET_FRAME_... */
     TagQuorOmNmsWebsocketHeader headers[QUOR_OM_NMS_WEBSOCKET_HEADER_MAX]; /* headerNum of them are read */
-    unsigned int headerNum;
+    unsigned int headerNum;                         /* 0 to QUOR_OM_NMS_WEBSOCKET_HEADER_MAX */
     char body[QUOR_OM_NMS_WEBSOCKET_BODY_CAPACITY]; /* a text; one that fills the array has no terminator */
 } TagQuorOmNmsWebsocketStompFrame;
 

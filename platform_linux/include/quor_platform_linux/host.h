@@ -32,13 +32,14 @@ using LinkEventSink =
 // another thread has ended, so that what the old sink used may be released then. An empty sink removes it.
 void SetLinkEventSink(LinkEventSink sink);
 
+// Limits of links. All have a default.
 struct LinkSettings {
     std::chrono::milliseconds connectTimeout{10000};    // name resolution and TCP, each
     std::chrono::milliseconds handshakeTimeout{10000};  // TLS, WebSocket upgrade and STOMP CONNECT together
     std::chrono::milliseconds closeTimeout{2000};  // DISCONNECT, its receipt and the WebSocket close together
-    // Heart-beats offered in CONNECT, 0 for none. A link whose server is silent for twice the agreed interval
-    // is dead.
-    std::chrono::milliseconds heartBeatSend{10000};
+    std::chrono::milliseconds heartBeatSend{10000};  // how often this side offers to beat, 0: never
+    // How often the server is asked to beat, 0: never. A link whose server is silent for twice the agreed
+    // interval is dead.
     std::chrono::milliseconds heartBeatReceive{10000};
     // A WebSocket ping goes out on a link that was silent for this long; no answer within as long again:
     // dead.
@@ -50,24 +51,28 @@ struct LinkSettings {
     bool addMissingContentType = true;
 };
 
-// Applies to links started from now on.
+// Applies to links started from now on. Settings that make no sense let every start fail, with the reason in
+// LastFailure.
 void SetLinkSettings(const LinkSettings& settings);
+// As they are now.
 LinkSettings GetLinkSettings();
 
+// What a link carried so far.
 struct LinkStatistics {
-    std::uint64_t framesSent = 0;
-    std::uint64_t messagesReceived = 0;  // MESSAGE frames handed to the sink
-    std::uint64_t bytesSent = 0;
-    std::uint64_t bytesReceived = 0;
-    std::uint64_t heartBeatsReceived = 0;
-    std::uint32_t subscriptions = 0;  // destinations subscribed now
+    std::uint64_t framesSent = 0;          // STOMP frames written, heart-beats not counted
+    std::uint64_t messagesReceived = 0;    // MESSAGE frames handed to the sink
+    std::uint64_t bytesSent = 0;           // payload of WebSocket messages
+    std::uint64_t bytesReceived = 0;       // likewise
+    std::uint64_t heartBeatsReceived = 0;  // of the server
+    std::uint32_t subscriptions = 0;       // destinations subscribed now
 };
 
-// All zero for an unknown link.
+// All zero for an unknown link, also one that was destroyed.
 LinkStatistics GetLinkStatistics(unsigned int linkId);
 
 // ---- TLS ----
 
+// Whom connections trust.
 struct TlsSettings {
     // Trusted certificates: a PEM file, or a directory as c_rehash makes it. Exactly what is set is trusted
     // and nothing besides. A file or directory that is missing, empty or unreadable refuses every connection.
@@ -82,12 +87,13 @@ struct TlsSettings {
 // effect. QuorOmCertGetCertPath hands caDirectory, or caFile where that is empty, to whoever sends HTTPS
 // requests.
 void SetTlsSettings(const TlsSettings& settings);
+// As they are now.
 TlsSettings GetTlsSettings();
 
 // ---- HTTPS requests ----
 
+// Limits of HTTPS requests. All have a default. The time limits are for requests that say 0.
 struct HttpSettings {
-    // For requests that say 0.
     std::chrono::milliseconds connectTimeout{10000};  // name resolution, TCP and TLS together
     std::chrono::milliseconds totalTimeout{60000};    // the whole request
     // A longer answer ends the request with HTTP_ERRORCODE_ANSWER. At most 1 GiB.
@@ -98,10 +104,12 @@ struct HttpSettings {
 
 // Applies to requests sent from now on. Values that make no sense count as the default.
 void SetHttpSettings(const HttpSettings& settings);
+// As they are now.
 HttpSettings GetHttpSettings();
 
 // ---- Name resolution of HTTPS requests ----
 
+// Whom look-ups ask, and how long.
 struct DnsSettings {
     // "address" or "address:port", asked in this order: 192.0.2.1, 192.0.2.1:5353, [2001:db8::1]:53. Empty:
     // the system's servers.
@@ -119,6 +127,7 @@ struct DnsSettings {
 // look-up it is the name that was asked for, never the target, which an unprotected answer chose. A request
 // to any other address needs a certificate for the address.
 void SetDnsSettings(const DnsSettings& settings);
+// As they are now.
 DnsSettings GetDnsSettings();
 
 // ---- Abort switch ----
@@ -127,6 +136,7 @@ DnsSettings GetDnsSettings();
 // HTTP_ERRORCODE_CANCELLED (look-ups: their own failure), until AllowRequests. For a program that has to stop
 // within a second on a dead network. Does not wait for the ended requests' callbacks; links are not touched.
 void AbortRequests();
+// Ends what AbortRequests began; requests work again at once.
 void AllowRequests();
 
 // ---- Timers ----
@@ -139,6 +149,7 @@ bool SetTimerScale(double factor);
 
 // ---- Reasons of failures ----
 
+// The step at which something failed.
 enum class Stage {
     kNone,      // nothing failed
     kSettings,  // a setting or an argument is unusable
@@ -156,11 +167,12 @@ enum class Stage {
     kAborted,   // AbortRequests, quor_http_uninit or Shutdown ended it
 };
 
-// The word for a stage, for messages: "tls", "upgrade", ...
+// The word for a stage, for messages: "tls", "upgrade", ... Static text.
 const char* StageName(Stage stage);
 
+// Why something failed: for messages and for decisions.
 struct Failure {
-    Stage stage = Stage::kNone;
+    Stage stage = Stage::kNone;  // where
     int systemError = 0;         // errno, or 0
     unsigned long tlsError = 0;  // OpenSSL error code, or 0
     long certificateError = 0;   // X509_V_ERR_..., or 0
@@ -222,10 +234,11 @@ void SetMessageReceiver(const std::string& moduleName, MessageReceiver receiver)
 
 // ---- Logs and traces ----
 
+// Where log records go, and which.
 struct LogSettings {
-    std::string file;                       // rotating log file; empty: none
-    std::size_t maxFileBytes = 10U << 20U;  // the file is rotated at this size
-    std::size_t maxFiles = 5;
+    std::string file;                         // rotating log file; empty: none
+    std::size_t maxFileBytes = 10U << 20U;    // the file is rotated at this size
+    std::size_t maxFiles = 5;                 // rotated files that are kept
     bool console = false;                     // records also go to standard error
     unsigned int level = 3;                   // 0 off, 1 errors, 2 and warnings, 3 and information
     unsigned int stormRecordsPerSecond = 10;  // the others are counted; 0 writes none of them
@@ -235,25 +248,29 @@ struct LogSettings {
 // targets stay.
 bool SetLogSettings(const LogSettings& settings);
 
-// Change while running.
+// Changes LogSettings::level while running.
 void SetLogLevel(unsigned int level);
-void SetTraceLevel(unsigned char level);  // default 0
+// Changes the level from 0 (off, the default) to 255 up to which developer traces are written.
+void SetTraceLevel(unsigned char level);
 
+// A log record as a listener gets it. Everything is valid during the call only.
 struct LogRecord {
-    unsigned int level = 0;
-    const char* log = "";     // "module", "general" or "storm"
-    const char* module = "";  // not terminated beyond moduleLength
-    std::size_t moduleLength = 0;
-    unsigned int line = 0;
-    const char* text = "";  // NUL-terminated, valid during the call
+    unsigned int level = 0;        // 1 error, 2 warning, 3 information
+    const char* log = "";          // "module", "general" or "storm"
+    const char* module = "";       // name of the source module; not terminated beyond moduleLength
+    std::size_t moduleLength = 0;  // bytes of module
+    unsigned int line = 0;         // of the source
+    const char* text = "";         // NUL-terminated
 };
+// Receives log records.
 using LogListener = std::function<void(const LogRecord& record)>;
+// Receives traces, each a NUL-terminated text that is valid during the call.
 using TraceListener = std::function<void(const char* text)>;
 
-// Receive every record that passes the level, and every trace, besides the targets. They run on the thread
-// that logs, one at a time; they must not log and must not throw. An empty one removes it. Default: none;
-// traces go to standard error then.
+// Receives every record that passes the level, besides the targets. It runs on the thread that logs, one call
+// at a time; it must not log and must not throw. An empty one removes it. Default: none.
 void SetLogListener(LogListener listener);
+// Receives every trace, likewise. Default: none; traces go to standard error then, and only then.
 void SetTraceListener(TraceListener listener);
 
 // Writes out what the log file still buffers.
@@ -261,15 +278,17 @@ void FlushLogs();
 
 // ---- Accounted heap ----
 
+// One place of allocation on the accounted heap.
 struct HeapEntry {
-    std::string module;
-    unsigned int line = 0;
-    std::size_t liveBlocks = 0;
-    std::size_t liveBytes = 0;
+    std::string module;          // name that the caller gave
+    unsigned int line = 0;       // of its source
+    std::size_t liveBlocks = 0;  // allocated there and not given back
+    std::size_t liveBytes = 0;   // theirs, as they were asked for
 };
 
 // Live blocks by place of allocation, largest first.
 std::vector<HeapEntry> HeapReport();
+// Live bytes of all places together.
 std::size_t HeapLiveBytes();
 
 // ---- End ----
