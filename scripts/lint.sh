@@ -3,7 +3,7 @@
 set -uo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit 1
 
-checks='words sizes format shell includes headers exports tidy'
+checks='words sizes format shell includes headers docs exports tidy'
 
 runCheck() {
     case $1 in
@@ -13,6 +13,7 @@ runCheck() {
         shell) scripts/check_shell.sh ;;
         includes) scripts/check_includes.py ;;
         headers) scripts/check_headers.sh ;;
+        docs) scripts/check_docs.sh ;;
         exports) ./dev build clang --target quor_ai && scripts/check_exports.sh build/clang ;;
         tidy) ./dev configure clang && scripts/check_tidy.py build/clang ;;
     esac
@@ -33,7 +34,7 @@ for check in "${selected[@]}"; do
     fi
 done
 
-scripts/setup.sh build test sanitize lint || exit 1
+scripts/setup.sh build test sanitize lint docs || exit 1
 failed=()
 for check in "${selected[@]}"; do
     start=$SECONDS
