@@ -31,10 +31,12 @@ function(quor_install_component component)
   endif()
 endfunction()
 
-# Installs a program that finds this package's libraries wherever the package lies.
+# Installs a program that finds this package's libraries wherever the package lies, and its man page.
 function(quor_install_program target)
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${QUOR_BIN_TO_LIB}")
   install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/man/${target}.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endfunction()
 
 quor_install_component(sdk
@@ -66,7 +68,13 @@ if(TARGET quor-simulator)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/quor-ai COMPONENT tools FILES_MATCHING PATTERN "*.json")
 endif()
 
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/quor-ai COMPONENT runtime)
+set(QUOR_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/quor-ai)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${QUOR_DOC_DIR} COMPONENT runtime)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/architecture.md ${PROJECT_SOURCE_DIR}/docs/porting.md
+  DESTINATION ${QUOR_DOC_DIR} COMPONENT development)
+install(FILES
+  ${PROJECT_SOURCE_DIR}/docs/simulator.md ${PROJECT_SOURCE_DIR}/docs/terminal.md
+  ${PROJECT_SOURCE_DIR}/docs/troubleshooting.md DESTINATION ${QUOR_DOC_DIR} COMPONENT tools)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/QuorAiConfig.cmake.in
   ${PROJECT_BINARY_DIR}/QuorAiConfig.cmake INSTALL_DESTINATION ${QUOR_CMAKE_DIR})

@@ -28,6 +28,7 @@ case $1 in
         for program in quor-terminal quor-simulator; do
             if [[ -x $installed/bin/$program ]]; then
                 "$installed/bin/$program" --help >/dev/null
+                test -s "$installed/share/man/man1/$program.1"
             fi
         done
         ;;
