@@ -40,6 +40,31 @@ int FormatField(char* dest, std::size_t destMax, const char (&field)[N]) {
     return sprintf_s(dest, destMax, "%s", field);
 }
 
+// The text of a field, whether its owner terminated it or not. The field stays as it is meanwhile. For
+// automatic storage.
+template <std::size_t N>
+class FieldText {
+public:
+    explicit FieldText(const char (&field)[N]) : FieldText(field, N) {}
+    // For a capacity that only the caller knows: of an unterminated field of more than N bytes, N are read.
+    FieldText(const char* field, std::size_t capacity) : m_text(field) {
+        if (std::memchr(field, '\0', capacity) == nullptr) {
+            const std::size_t length = capacity < N ? capacity : N;
+            std::memcpy(m_copy, field, length);
+            m_copy[length] = '\0';
+            m_text = m_copy;
+        }
+    }
+    FieldText(const FieldText&) = delete;
+    FieldText& operator=(const FieldText&) = delete;
+
+    const char* Get() const { return m_text; }
+
+private:
+    const char* m_text;
+    char m_copy[N + 1];  // of an unterminated field only
+};
+
 }  // namespace QuorAiEngine
 
 #endif

@@ -1,7 +1,9 @@
 // Reports that a face was matched to a speaker.
+#include <charconv>
 #include <cstring>
 #include <string>
 
+#include "common/record_field.h"
 #include "http_adapter/http_log.h"
 #include "http_adapter/http_scope.h"
 #include "quor_ai/ai_http_adapter.h"
@@ -14,8 +16,10 @@ namespace {
 
 constexpr unsigned int kHeaderNum = 2;
 constexpr std::size_t kUrlCapacity = 1024;
-constexpr std::size_t kSecondsCapacity = 48;  // of any single-precision number
 constexpr float kMsPerSecond = 1000.0F;
+constexpr int kSecondsDecimals = 3;
+constexpr int kFloatDecimals = 6;
+constexpr std::size_t kNumberCapacity = 48;  // of any single-precision number with so many decimals
 
 template <std::size_t N>
 int FieldLength(const char (&field)[N]) {
@@ -45,13 +49,17 @@ bool AddText(cJSON* object, const char* name, const std::string& text) {
     return AddText(object, name, text.c_str());
 }
 
+// All digits, as printf's %f writes them, but with a point in every locale: the server reads no comma.
+bool AddNumber(cJSON* object, const char* name, float number, int decimals) {
+    char text[kNumberCapacity] = {};
+    std::to_chars(text, text + sizeof(text) - 1, number, std::chars_format::fixed, decimals);
+    return AddText(object, name, text);
+}
+
 // Deliberate: in single precision, so that long times come in coarse steps; the server expects what it always
 // got.
 bool AddSeconds(cJSON* object, const char* name, long long timeMs) {
-    char text[kSecondsCapacity] = {};
-    const float seconds = static_cast<float>(timeMs) / kMsPerSecond;
-    return sprintf_s(text, sizeof(text), "%.3f", static_cast<double>(seconds)) >= 0 &&
-           AddText(object, name, text);
+    return AddNumber(object, name, static_cast<float>(timeMs) / kMsPerSecond, kSecondsDecimals);
 }
 
 bool AddRect(cJSON* object, const TagQuorAiFaceRect& rect) {
@@ -158,8 +166,8 @@ std::string AiHttpAdapter::GenerateReportAVMatchBody(const TagQuorAiAVMatchtData
         !AddText(object, "msg", "avmatch") || !AddSeconds(object, "start", avMatchData.start) ||
         !AddSeconds(object, "end", avMatchData.end) ||
         !AddText(object, "userid", FieldText(avMatchData.userid).Get()) ||
-        !AddText(object, "doa", std::to_string(avMatchData.doa)) ||
-        !AddText(object, "score", std::to_string(avMatchData.score)) ||
+        !AddNumber(object, "doa", avMatchData.doa, kFloatDecimals) ||
+        !AddNumber(object, "score", avMatchData.score, kFloatDecimals) ||
         !AddText(object, "faceid", std::to_string(avMatchData.faceid)) ||
         !AddRect(object, avMatchData.rect)) {
         return {};

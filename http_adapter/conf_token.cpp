@@ -9,7 +9,8 @@
 
 namespace QuorAiEngine {
 
-std::atomic<bool> AiHttpAdapter::m_needsLogin{true};
+QuorAiComm::Mutex AiHttpAdapter::m_loginLock;
+bool AiHttpAdapter::m_needsLogin = true;
 QuorAiComm::Mutex AiHttpAdapter::m_confTokenLock;
 
 int AiHttpAdapter::MonitorConfToken() {
@@ -27,16 +28,10 @@ AiHttpAdapter::TokenResult AiHttpAdapter::CopyConfToken(tagHTTP_HEADER& header) 
                                                                            : TokenResult::kCopyFailed;
 }
 
-// Writes kConfTokenCapacity bytes, and keeps them as the last token. A registration that fails is tried again
-// by the next request.
+// Writes kConfTokenCapacity bytes, and keeps them as the last token.
 int AiHttpAdapter::FetchConfToken(char* token) {
-    if (m_needsLogin.load()) {
-        const int ret = QuorLoginInitialize(LoginCallbackFunc);
-        if (ret != 0) {
-            HTTP_LOG_ERROR("<MonitorConfToken> QuorLoginInitialize ret: %d", ret);
-            return -1;
-        }
-        m_needsLogin.store(false);
+    if (RegisterLogin() != 0) {
+        return -1;
     }
     const int ret = QuorLoginGetConfToken(token, kConfTokenCapacity);
     token[kConfTokenCapacity - 1] = '\0';
@@ -49,6 +44,27 @@ int AiHttpAdapter::FetchConfToken(char* token) {
         return -1;
     }
     return 0;
+}
+
+// Once for the process, also when two threads make their first requests at the same time. A registration that
+// fails is tried again by the next request.
+int AiHttpAdapter::RegisterLogin() {
+    const QuorAiComm::MutexLock lock(m_loginLock);
+    if (!m_needsLogin) {
+        return 0;
+    }
+    const int ret = QuorLoginInitialize(LoginCallbackFunc);
+    if (ret != 0) {
+        HTTP_LOG_ERROR("<MonitorConfToken> QuorLoginInitialize ret: %d", ret);
+        return -1;
+    }
+    m_needsLogin = false;
+    return 0;
+}
+
+void AiHttpAdapter::ForgetConfToken() {
+    const QuorAiComm::MutexLock lock(m_confTokenLock);
+    WipeBytes(m_confToken, sizeof(m_confToken));
 }
 
 }  // namespace QuorAiEngine

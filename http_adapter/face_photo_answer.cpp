@@ -104,7 +104,7 @@ int AiHttpAdapter::ParseSingleFaceItem(const cJSON* jsonItem, QuorAiSingleFacePh
         return 0;
     }
     photoData.assign(decoded.Bytes(), decoded.Bytes() + decoded.Length());
-    if (ZoomPictures(photoData) != 0) {
+    if (ZoomPictures(photoData) != 0) {  // never as yet: what was decoded has a byte at least
         HTTP_LOG_ERROR("<ParseSingleFaceItem> call ZoomPictures failed.");
         return 0;
     }

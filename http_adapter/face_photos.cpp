@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "common/record_field.h"
 #include "http_adapter/face_request.h"
 #include "http_adapter/http_log.h"
 #include "http_adapter/http_scope.h"
@@ -80,6 +81,8 @@ int AiHttpAdapter::DoQueryFacePhoto(TagQuorAiFacePhotoParam& faceParam) {
     param.headerCount = RequestHeaders<kHeaderNum>::Count();
     const auto result = static_cast<int>(m_httpProtocol->AiCommonHttpSynSend(&param));
     const SyncAnswer answer(param);
+    // Deliberate: a failed wipe fails the query whatever became of it, and an unreachable server is then not
+    // reported; the headers are gone all the same. The recognition goes on after one.
     if (headers.Wipe() != 0) {
         HTTP_LOG_ERROR("<DoQueryFacePhoto> memset_s error!");
         return -1;

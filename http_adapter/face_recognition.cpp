@@ -6,6 +6,7 @@
 #include <new>
 
 #include "common/json_member.h"
+#include "common/record_field.h"
 #include "http_adapter/face_request.h"
 #include "http_adapter/http_log.h"
 #include "http_adapter/http_scope.h"
@@ -89,7 +90,7 @@ int AiHttpAdapter::FaceCloudEuaRecogtPhoto(tagAI_FACE_S_DETECT_INFO* recogInfo) 
     param.bodyLen = BodyLength(body.get());
     const auto result = static_cast<int>(m_httpProtocol->AiCommonHttpSynSend(&param));
     const SyncAnswer answer(param);
-    headers.Wipe();
+    headers.Wipe();     // deliberate: its result does not count, other than in the photo query
     if (result != 0) {  // deliberate: the one text with the operation's own name, and the transport's result
         HTTP_LOG_ERROR("<FaceCloudEuaRecogtPhoto> AiCommonHttpSynSend failed ret = %d.", result);
         NotifyDetectKELServer(result);

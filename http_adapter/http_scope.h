@@ -1,5 +1,5 @@
 // http_scope.h - holders for what a request owns besides its headers and its answer: its copy on the
-// accounted heap and its texts. All are for one thread.
+// accounted heap and its body. All are for one thread.
 #ifndef HTTP_ADAPTER_HTTP_SCOPE_H
 #define HTTP_ADAPTER_HTTP_SCOPE_H
 
@@ -61,27 +61,6 @@ using BodyTextPtr = std::unique_ptr<char, BodyTextDeleter>;
 inline unsigned int BodyLength(const char* body) {
     return body == nullptr ? 0 : static_cast<unsigned int>(std::strlen(body));
 }
-
-// The text of a record's field, whether its owner terminated it or not.
-template <std::size_t N>
-class FieldText {
-public:
-    explicit FieldText(const char (&field)[N]) : m_text(field) {
-        if (std::memchr(field, '\0', N) == nullptr) {
-            std::memcpy(m_copy, field, N);
-            m_copy[N] = '\0';
-            m_text = m_copy;
-        }
-    }
-    FieldText(const FieldText&) = delete;
-    FieldText& operator=(const FieldText&) = delete;
-
-    const char* Get() const { return m_text; }
-
-private:
-    const char* m_text;
-    char m_copy[N + 1];  // of an unterminated field only
-};
 
 }  // namespace QuorAiEngine
 

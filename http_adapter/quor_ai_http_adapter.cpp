@@ -73,7 +73,6 @@ AiHttpAdapter::AiHttpAdapter()
       m_confToken{},
       m_observersLock(OS_MUTEX_INITIALIZER) {}
 
-// Not run while the process lives normally: callbacks and dispatchers may still use the instance.
 AiHttpAdapter::~AiHttpAdapter() {
     const ScopedOsLock lock(m_instanceLock);
     EndWorkers();
@@ -82,7 +81,7 @@ AiHttpAdapter::~AiHttpAdapter() {
         const ScopedOsLock observersLock(m_observersLock);
         m_observers.clear();
     }
-    WipeBytes(m_confToken, sizeof(m_confToken));
+    ForgetConfToken();
     AiHttpAdapter* self = this;
     uniqueInstance.compare_exchange_strong(self, nullptr);
 }
@@ -182,7 +181,9 @@ int AiHttpAdapter::CloudHttpUninit() {
     // Deliberate: what the dropped records point at is not freed here; the header names the loss.
     m_requestQueue.Clear();
     EndWorkers();
-    if (m_httpProtocol->AiUtilityHttpUninit() != 0) {
+    const unsigned int ended = m_httpProtocol->AiUtilityHttpUninit();
+    ForgetConfToken();  // no answer comes any more whose observer could make a request
+    if (ended != 0) {
         HTTP_LOG_ERROR("<CloudHttpUninit> call AiUtilityHttpUninit failed");
         return -1;
     }

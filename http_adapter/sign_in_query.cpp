@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "common/json_member.h"
+#include "common/record_field.h"
 #include "http_adapter/http_log.h"
 #include "http_adapter/http_scope.h"
 #include "quor_ai/ai_http_adapter.h"

@@ -127,7 +127,8 @@ int AiHttpAdapter::GenerateReportHeader(tagHTTP_HEADER* headers, unsigned int he
     TokenResult token = TokenResult::kCopied;
     if (reportSignIn.tokenSource != kQuorAiTokenSourceOwn) {
         token = CopyConfToken(headers[0]);
-    } else if (CopyField(headers[0].value, sizeof(headers[0].value), reportSignIn.ownToken) != 0) {
+    } else if (strncpy_s(headers[0].value, sizeof(headers[0].value), reportSignIn.ownToken,
+                         sizeof(reportSignIn.ownToken)) != 0) {
         token = TokenResult::kCopyFailed;
     }
     if (token == TokenResult::kNoToken) {

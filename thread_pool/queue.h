@@ -30,6 +30,7 @@ class ThreadSafeQueue {
 public:
     static_assert(N > 0, "a queue without room");
 
+    // Empty.
     ThreadSafeQueue() = default;
     ThreadSafeQueue(const ThreadSafeQueue&) = delete;
     ThreadSafeQueue& operator=(const ThreadSafeQueue&) = delete;

@@ -1,9 +1,9 @@
 // What kind of address a text is, and the resolution of names in place.
 #include <arpa/inet.h>
 
-#include <algorithm>
 #include <cstring>
 
+#include "common/record_field.h"
 #include "quor_platform/bounded.h"
 #include "utility/dns_selection.h"
 #include "utility/http_protocol.h"
@@ -18,25 +18,6 @@ bool IsAddressOf(int family, const char* text) {
     return inet_pton(family, text, address) == 1;
 }
 
-// The text of a field that its owner may have left unterminated.
-class FieldText {
-public:
-    FieldText(const char* field, std::size_t capacity) : m_text(field) {
-        if (std::memchr(field, '\0', capacity) == nullptr) {
-            std::memcpy(m_copy, field, std::min(capacity, sizeof(m_copy) - 1));
-            m_text = m_copy;
-        }
-    }
-    FieldText(const FieldText&) = delete;
-    FieldText& operator=(const FieldText&) = delete;
-
-    const char* Get() const { return m_text; }
-
-private:
-    const char* m_text;
-    char m_copy[QUOR_NETB_DNS_NAME_CAPACITY] = {};  // no longer name resolves
-};
-
 }  // namespace
 
 unsigned int HttpProtocol::GetAddressType(char* address, unsigned int capacity) {
@@ -44,7 +25,7 @@ unsigned int HttpProtocol::GetAddressType(char* address, unsigned int capacity) 
         UTILITY_LOG_ERROR("<GetAddressType> input is invalid");
         return kAddressTypeUnusable;
     }
-    const FieldText text(address, capacity);
+    const FieldText<QUOR_NETB_DNS_NAME_CAPACITY> text(address, capacity);  // longer names resolve nowhere
     if (IsAddressOf(AF_INET, text.Get())) {
         return kAddressTypeIpv4;
     }

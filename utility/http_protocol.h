@@ -114,7 +114,8 @@ public:
     // ---- Credentials and base64 ----
 
     // The base64 text of inLen bytes in a new array. outLen counts its terminator. On failure out keeps what
-    // it had. Nothing of the input stays behind but in out; who gives it a secret wipes it.
+    // it had and outLen means nothing. Nothing of the input stays behind but in out; who gives it a secret
+    // wipes it.
     static unsigned int AiUtilityCovert2Base64(std::unique_ptr<char[]>& out, const unsigned char* in,
                                                unsigned int inLen, unsigned int& outLen);
 

@@ -26,8 +26,8 @@
 //
 // Locks owned: m_observersLock (Attach, Detach, a whole notification); m_msgBufferLock (photo notifications)
 // and m_siteInfoBufferLock (a whole participant query), each held while observers run and taken before
-// m_observersLock, never both together; the lock of the making of the instance, m_threadPoolLock and
-// m_confTokenLock, under which nothing else is locked.
+// m_observersLock, never both together; m_loginLock (while the login client takes the callback); the lock of
+// the making of the instance, m_threadPoolLock and m_confTokenLock, under which nothing else is locked.
 //
 // Shutdown: the last CloudHttpUninit runs what was handed to the workers to its end, then cancels what is
 // outstanding in the transport, whose observers are told. Three things go with it:
@@ -76,6 +76,7 @@ class HttpProtocol;
 class ScopedOsLock;
 struct TagQuorAiQueryAccountSignInfo;
 
+// The HTTPS requests. The head of this file says how it is used and by which threads.
 class AiHttpAdapter {
 public:
     // The one instance, made by the first call and kept until the process ends. Null: no memory; a later call
@@ -87,7 +88,8 @@ public:
 
     // ---- Lifecycle ----
 
-    // Starts the transport, the workers and the dispatcher, or counts one more user of them.
+    // Starts the transport, the workers and the dispatcher, or counts one more user of them. -1: no memory,
+    // no thread, or the transport could not be started; it is not initialised then.
     QUOR_AI_API int CloudHttpInit();
 
     // Ends what CloudHttpInit started when the last user leaves, and waits for it: requests under way are
@@ -114,6 +116,7 @@ public:
     // Asks for all participants, page by page. Answer: AI_SUB_ID_QUERY_CONF_LIST, TagQuorAiConfList, once for
     // the whole list; nothing when a page fails. More than kQuorAiSiteMax are not delivered: of a server that
     // keeps to the page size the first kQuorAiSiteMax are. Waits at most half a second for room in the queue.
+    // -1: a null record, no memory, or no room.
     QUOR_AI_API unsigned int CloudQueryConfList(TagQuorAiKelInfo* cloudKelInfo);
 
     // Asks for one page of a sign-in list. Answer: AI_SUB_ID_QUERY_SIGN_IN, TagQuorAiGetSignIn; nothing on
@@ -140,13 +143,14 @@ public:
     // ---- Face service ----
 
     // Asks who is on a picture, whose bytes follow the record. Answer: AI_SUB_ID_FACE_RECOGNIZE,
-    // tagQuorAiFaceEUADetectResult; nothing when the transport failed or the server refused. An empty picture
-    // is refused. Waits at most half a second for room in the queue.
+    // tagQuorAiFaceEUADetectResult; nothing when the transport failed or the server refused. Waits at most
+    // half a second for room in the queue. -1: a null record, an empty picture, no memory, or no room.
     QUOR_AI_API unsigned int CloudFaceRecogPhoto(tagAI_FACE_S_DETECT_INFO* recogInfo);
 
     // Asks for the photos of users or the photos of the given ids. Answer: AI_SUB_ID_FACE_PHOTO,
-    // TagQuorAiFacePhotoList, as often as needed; nothing on failure. Waits at most half a second for room in
-    // the queue.
+    // TagQuorAiFacePhotoList, as often as needed; nothing on failure. Ids that together do not fit the URL
+    // are such a failure. Waits at most half a second for room in the queue. -1: a null record, no memory, or
+    // no room.
     QUOR_AI_API unsigned int CloudQueryFacePhoto(TagQuorAiFacePhotoParam* faceParam);
 
 private:
@@ -161,6 +165,9 @@ private:
     enum class TokenResult { kCopied, kNoToken, kCopyFailed };
 
     AiHttpAdapter();
+    // For an instance that was never started, as tests make them: a dispatcher uses its instance for up to
+    // half a second after the last CloudHttpUninit, and the answers of asynchronous requests may use it at
+    // any time.
     ~AiHttpAdapter();
 
     // Zero-filled memory, null when there is none.
@@ -192,6 +199,8 @@ private:
     int MonitorConfToken();
     TokenResult CopyConfToken(tagHTTP_HEADER& header);
     int FetchConfToken(char* token);
+    static int RegisterLogin();
+    void ForgetConfToken();
 
     // participant_list.cpp
     int DoQueryConfList(TagQuorAiKelInfo* kelInfo);
@@ -287,7 +296,9 @@ private:
     static OsMutex m_siteInfoBufferLock;
     static TagQuorAiConfList* m_siteInfoBuffer
         QUOR_PLATFORM_THREAD_ATTRIBUTE(guarded_by(m_siteInfoBufferLock));
-    static std::atomic<bool> m_needsLogin;                    // until the login client took the callback
+    static QuorAiComm::Mutex m_loginLock;
+    // Until the login client took the callback.
+    static bool m_needsLogin QUOR_PLATFORM_THREAD_ATTRIBUTE(guarded_by(m_loginLock));
     static std::atomic<unsigned int> m_dispatcherGeneration;  // only the dispatcher of the last start runs on
     static QuorAiComm::Mutex m_threadPoolLock;
     static QuorAiComm::Mutex m_confTokenLock;
