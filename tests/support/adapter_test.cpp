@@ -14,6 +14,14 @@ LogLine AI(std::string text) {
     return I(std::move(text), kAdapterModule);
 }
 
+HttpAnswer Answer(const std::string& body, unsigned long status) {
+    HttpAnswer answer;
+    answer.status = status;
+    answer.body = body;
+    answer.extra = true;
+    return answer;
+}
+
 void Gate::Pass() {
     std::unique_lock<std::mutex> lock(m_mutex);
     ++m_arrived;
@@ -52,6 +60,12 @@ void AdapterTest::Start() {
 void AdapterTest::StartAll() {
     ASSERT_EQ(Http().CloudHttpInit(), 0);
     Http().Attach(observer);
+}
+
+void AdapterTest::FailClearOf(std::size_t size) {
+    Fake().boundedFault = [size](const BoundedCall& call) {
+        return call.fn == Fn::MemsetS && call.count == size;
+    };
 }
 
 void AdapterTest::ExpectLost(const std::vector<unsigned>& sizes) const {

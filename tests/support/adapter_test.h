@@ -26,6 +26,9 @@ inline constexpr unsigned kRefused = 0xFFFFFFFFU;
 LogLine AE(std::string text);
 LogLine AI(std::string text);
 
+// A good answer with this body.
+HttpAnswer Answer(const std::string& body, unsigned long status = 200);
+
 // A door that threads wait at until it is opened, and that counts them.
 class Gate {
 public:
@@ -52,6 +55,8 @@ protected:
     void Start();
     // The same with workers and dispatcher.
     void StartAll();
+    // Makes memset_s of so many bytes fail.
+    static void FailClearOf(std::size_t size);
     // Ends everything. Exactly blocks of these sizes were lost; gives them back.
     void ExpectLost(const std::vector<unsigned>& sizes) const;
     // The log so far, while other threads may write it.

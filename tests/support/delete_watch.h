@@ -1,7 +1,8 @@
 // delete_watch.h - looks into every block that operator delete gives back, for secrets.
 //
 // The accounted heap is checked by the fake platform; this catches the copies that a std::string or a
-// std::vector made. Blocks are searched while a DeleteWatch lives, on all threads. One at a time.
+// std::vector made. Blocks are searched while a DeleteWatch lives, on all threads, but for those of the fake
+// platform itself. One at a time.
 #ifndef TESTS_SUPPORT_DELETE_WATCH_H
 #define TESTS_SUPPORT_DELETE_WATCH_H
 

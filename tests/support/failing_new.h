@@ -20,14 +20,17 @@ public:
     bool Hit() const;
 };
 
-// While it lives, no call of the calling thread fails or counts: around what the fake platform allocates for
-// its own records.
+// While it lives, no call of the calling thread fails or counts, and no DeleteWatch looks into what it gives
+// back: around what the fake platform does for its own records.
 class NewsSucceed {
 public:
     NewsSucceed();
     ~NewsSucceed();
     NewsSucceed(const NewsSucceed&) = delete;
     NewsSucceed& operator=(const NewsSucceed&) = delete;
+
+    // Whether one lives on this thread.
+    static bool Any();
 };
 
 }  // namespace QuorTest

@@ -144,6 +144,7 @@ unsigned FakeNetwork::SendAsynchronous(tagHTTP_S_ASYN_SEND_PARAM& param, unsigne
         }
         sheltered.reset();
         Finish(handle, with);
+        sheltered.emplace();  // the record goes at the end, with the token in its headers
     }
     return failure.value_or(0);
 }

@@ -36,7 +36,6 @@ void FakeNetwork::Reset() {
         randoms.clear();
         timeOfDaySec = 1700000000;
         timeOfDayUsec = 123456;
-        lateClockReadings = 0;
         m_initialised = false;
         m_flights.clear();
     }

@@ -9,7 +9,6 @@
 #ifndef TESTS_SUPPORT_FAKE_NETWORK_H
 #define TESTS_SUPPORT_FAKE_NETWORK_H
 
-#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -103,9 +102,6 @@ public:
     std::deque<unsigned> randoms;           // 32-bit numbers in order; then 0x5A5A5A5A
     long timeOfDaySec = 1700000000;
     long timeOfDayUsec = 123456;
-    // The next so many readings of std::chrono::system_clock, where the library's or the tests' own code
-    // asks, are an hour behind.
-    std::atomic<unsigned> lateClockReadings{0};
 
     // ---- What happened ----
 

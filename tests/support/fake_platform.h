@@ -125,7 +125,7 @@ struct BlockRecord {
     unsigned char fill = 0;
     unsigned line = 0;
     std::string module;
-    std::string contentAtFree;  // freed blocks only
+    std::string contentAtFree;  // freed blocks only, of up to 100,000 bytes
     unsigned freeLine = 0;
     std::string freeModule;
 };

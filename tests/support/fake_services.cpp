@@ -156,9 +156,16 @@ unsigned int QUOR_BASE64Encode(const unsigned char* in, unsigned int inLen, char
     return length;
 }
 
+// A call that is made to fail gives no block, but with 0 as its fail result it gives one without bytes:
+// beyond the contract, and yet the caller's to give back.
 int QUOR_BASE64Decode(const char* in, unsigned int inLen, unsigned char** out) {
     *out = nullptr;
-    if (Fake().Enter(Fn::Base64Decode) || in == nullptr || inLen == 0 || inLen % 4 != 0) {
+    const bool fails = Fake().Enter(Fn::Base64Decode);
+    if (fails && Fake().FailResult(Fn::Base64Decode) == 0) {
+        *out = static_cast<unsigned char*>(Fake().Allocate(1, 0, 1, kPlatformModule));
+        return 0;
+    }
+    if (fails || in == nullptr || inLen == 0 || inLen % 4 != 0) {
         return -1;
     }
     const unsigned padding = in[inLen - 1] != '=' ? 0U : in[inLen - 2] != '=' ? 1U : 2U;

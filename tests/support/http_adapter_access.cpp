@@ -14,15 +14,8 @@ void AiHttpAdapterTestAccess::Reset(std::size_t threadCount) {
     while (Users() > 0) {
         Http().CloudHttpUninit();
     }
-    // A dispatcher waits for a record or half a second; records without data wake it.
-    TagAiCloudSrvResult record = {AI_SUB_ID_CHECKIN, nullptr, 0};
-    while (QuorTest::ThreadCount() > threadCount) {
-        Push(record);
-        std::this_thread::yield();
-    }
-    // The threads that ended used the fake under its lock last: from here on what they recorded is the
-    // caller's.
-    { const std::lock_guard<std::mutex> guard(QuorTest::Fake().mutex); }
+    EndDispatchers(threadCount);
+    TagAiCloudSrvResult record = {};
     while (Pop(record)) {
         OSMemTypeFreeMon(record.data, 1, "test");
     }
@@ -33,6 +26,18 @@ void AiHttpAdapterTestAccess::Reset(std::size_t threadCount) {
     AiHttpAdapter::m_sendMsgBuffer = nullptr;
     OSMemTypeFreeMon(AiHttpAdapter::m_siteInfoBuffer, 1, "test");
     AiHttpAdapter::m_siteInfoBuffer = nullptr;
+}
+
+void AiHttpAdapterTestAccess::EndDispatchers(std::size_t threadCount) {
+    // A dispatcher waits for a record or half a second; records without data wake it.
+    const TagAiCloudSrvResult record = {AI_SUB_ID_CHECKIN, nullptr, 0};
+    while (QuorTest::ThreadCount() > threadCount) {
+        Push(record);
+        std::this_thread::yield();
+    }
+    // The threads that ended used the fake under its lock last: from here on what they recorded is the
+    // caller's.
+    const std::lock_guard<std::mutex> guard(QuorTest::Fake().mutex);
 }
 
 bool AiHttpAdapterTestAccess::StartWithoutThreads() {

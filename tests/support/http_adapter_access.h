@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "http_adapter/account_record.h"
@@ -28,12 +29,24 @@ public:
     // the process has no more threads than threadCount. Call it while the fake platform still knows the
     // blocks that the adapter holds. What is still queued is freed.
     static void Reset(std::size_t threadCount) QUOR_TEST_UNGUARDED;
+    // Without users: returns once no dispatcher is left and the process has no more threads than threadCount.
+    // Leaves records without data in the queue.
+    static void EndDispatchers(std::size_t threadCount);
     // The transport is up and the buffers are there, without any thread.
     static bool StartWithoutThreads();
-    // One user more, without anything being started.
+    // One user more or less, without anything being started or ended.
     static void CountUser() { ++Http().m_initCnt; }
+    static void UncountUser() { --Http().m_initCnt; }
     static int Users() { return Http().m_initCnt.load(); }
     static unsigned Generation() { return AiHttpAdapter::m_dispatcherGeneration.load(); }
+    static void NextGeneration() { ++AiHttpAdapter::m_dispatcherGeneration; }
+    // The workers alone, without a dispatcher.
+    static void StartPool(std::size_t workers) {
+        auto pool = std::make_unique<QuorAiComm::ThreadPool>(workers);
+        const QuorAiComm::MutexLock lock(AiHttpAdapter::m_threadPoolLock);
+        Http().m_threadPool = std::move(pool);
+    }
+    static void EndPool() { Http().EndWorkers(); }
     static QuorAiComm::Mutex& ThreadPoolLock() { return AiHttpAdapter::m_threadPoolLock; }
     static bool HasPool() QUOR_TEST_UNGUARDED { return Http().m_threadPool != nullptr; }
     static bool Pop(TagAiCloudSrvResult& record) {
@@ -54,6 +67,7 @@ public:
     static AiHttpAdapter* ExchangeInstance(AiHttpAdapter* instance) {
         return AiHttpAdapter::uniqueInstance.exchange(instance);
     }
+    // It was never started.
     static void Destroy(AiHttpAdapter* instance) { delete instance; }
 
     static TagQuorAiFacePhotoList*& Photos() QUOR_TEST_UNGUARDED { return AiHttpAdapter::m_sendMsgBuffer; }
@@ -63,6 +77,9 @@ public:
     static OsMutex& ObserversLock() { return Http().m_observersLock; }
     static std::size_t ObserverCount() QUOR_TEST_UNGUARDED { return Http().m_observers.size(); }
     static std::string ConfToken() QUOR_TEST_UNGUARDED { return Http().m_confToken; }
+    static std::string ConfTokenBytes() QUOR_TEST_UNGUARDED {
+        return {Http().m_confToken, sizeof(Http().m_confToken)};
+    }
     static HttpProtocol& Protocol() { return *Http().m_httpProtocol; }
     static int MallocBuffers() { return AiHttpAdapter::MallocMsgBuffer(); }
 

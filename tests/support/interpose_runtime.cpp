@@ -1,15 +1,11 @@
 // Calls of the C++ runtime that the linker redirects here (--wrap, see CMakeLists.txt), by their mangled
 // names: what can fail in them fails on request.
-#include <atomic>
-#include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <new>
 #include <system_error>
 #include <thread>
 
 #include "support/failing_new.h"
-#include "support/fake_network.h"
 #include "support/fake_platform.h"
 
 using QuorTest::Fake;
@@ -38,6 +34,9 @@ NewsSucceed::NewsSucceed() {
 NewsSucceed::~NewsSucceed() {
     --t_sheltered;
 }
+bool NewsSucceed::Any() {
+    return t_sheltered != 0;
+}
 bool FailingNew::Hit() const {
     return t_newsUntilFailure == 0;
 }
@@ -58,8 +57,6 @@ void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_
 
 void* __real__Znwm(std::size_t size);
 void* __wrap__Znwm(std::size_t size);
-std::int64_t __real__ZNSt6chrono3_V212system_clock3nowEv();
-std::int64_t __wrap__ZNSt6chrono3_V212system_clock3nowEv();
 
 void* __wrap__Znwm(std::size_t size) {
     if (QuorTest::t_newsUntilFailure != 0 && QuorTest::t_sheltered == 0 &&
@@ -67,17 +64,6 @@ void* __wrap__Znwm(std::size_t size) {
         throw std::bad_alloc();
     }
     return __real__Znwm(size);
-}
-
-// A time point travels as its count of nanoseconds.
-std::int64_t __wrap__ZNSt6chrono3_V212system_clock3nowEv() {
-    const std::int64_t now = __real__ZNSt6chrono3_V212system_clock3nowEv();
-    std::atomic<unsigned>& late = QuorTest::Network().lateClockReadings;
-    if (late.load() == 0) {
-        return now;
-    }
-    --late;
-    return now - std::chrono::nanoseconds(std::chrono::hours(1)).count();
 }
 
 void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t* tag) {

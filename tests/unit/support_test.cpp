@@ -1,11 +1,15 @@
 // The fake platform itself: what other tests conclude from it is only as good as it is.
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 #include "quor_platform/base64.h"
 #include "quor_platform/bounded.h"
 #include "support/channel_test.h"
 #include "support/stack_probe.h"
+#include "support/stopped_clock.h"
 
 namespace QuorTest {
 namespace {
@@ -133,6 +137,37 @@ TEST_F(SupportTest, StackProbeFindsWhatAFunctionLeftAndWhatIsLeftOfIt) {
 TEST_F(SupportTest, SleepsAreRecordedNotSlept) {
     std::this_thread::sleep_for(std::chrono::hours(1));
     EXPECT_THAT(Fake().sleepsUs, ElementsAre(3600U * 1000U * 1000U));
+}
+
+TEST_F(SupportTest, AStoppedClockMovesInWaitsOnly) {
+    using std::chrono::system_clock;
+    constexpr std::chrono::hours kHour{1};
+    std::mutex mutex;
+    std::condition_variable condition;
+    const auto before = system_clock::now();
+    {
+        StoppedClock clock;
+        const auto start = system_clock::now();
+        EXPECT_GE(start, before);
+        EXPECT_EQ(system_clock::now(), start);
+        std::unique_lock<std::mutex> lock(mutex);
+        EXPECT_EQ(condition.wait_until(lock, start + kHour), std::cv_status::timeout);
+        EXPECT_EQ(system_clock::now(), start + kHour);
+        bool unlocked = false;
+        clock.onWait = [&] {
+            unlocked = mutex.try_lock();
+            mutex.unlock();
+            clock.Advance(kHour);
+            return true;
+        };
+        EXPECT_EQ(condition.wait_until(lock, start + 3 * kHour), std::cv_status::no_timeout);
+        EXPECT_TRUE(unlocked);
+        EXPECT_EQ(system_clock::now(), start + 2 * kHour);
+        EXPECT_THAT(clock.Waits(), ElementsAre(kHour, 2 * kHour));
+        condition.notify_one();
+        EXPECT_EQ(clock.Notifications(), 1U);
+    }
+    EXPECT_LT(system_clock::now(), before + kHour);
 }
 
 }  // namespace

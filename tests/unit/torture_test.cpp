@@ -8,15 +8,15 @@
 
 #include "support/channel_test.h"
 #include "support/delete_watch.h"
-#include "support/stack_probe.h"
+#include "support/every_fault.h"
+#include "support/secret_search.h"
 
 namespace QuorTest {
 namespace {
 
 constexpr const char* kSecretUser = "operator";
-constexpr const char* kSecretPassword = "Zq7=canary#Xw9~Vu5%Kj3+Pb8&Nm2";
 // base64 of kSecretUser, a colon and kSecretPassword.
-constexpr const char* kSecretCode = "b3BlcmF0b3I6WnE3PWNhbmFyeSNYdzl+VnU1JUtqMytQYjgmTm0y";
+constexpr const char* kSecretLogin = "b3BlcmF0b3I6WnE3PWNhbmFyeSNYdzl+VnU1JUtqMytQYjgmTm0y";
 constexpr unsigned kTraceEverything = 255;
 
 struct Operation {
@@ -128,7 +128,7 @@ std::vector<Operation> SessionOperations() {
     return {{"UpdateLogin", [] {}, [] { Kel().UpdateKelLoginInfo(SecretLogin()); }},
             Creation("Create", 0, "", "QuorUIConf"),
             Creation("CreateWithTheSecondDomain", 0, "", "QuorUILogin"),
-            Creation("CreateWithReadyMadeCode", 0, kSecretCode, "QuorUIConf"),
+            Creation("CreateWithReadyMadeCode", 0, kSecretLogin, "QuorUIConf"),
             Creation("CreateManager", 1, "", "QuorUIConf"),
             {"Destroy", timerRuns, [] { Kel().KelBasicDestroyWebsocket(); }},
             {"Connect", [] {}, [] { Dispose(QuorAiEngine::KelEventConnect, 71, 0, ""); }},
@@ -189,21 +189,6 @@ std::vector<Operation> AllOperations() {
     return all;
 }
 
-// The functions whose contract knows a failure.
-std::vector<Fn> BreakableFunctions() {
-    std::vector<Fn> functions;
-    for (std::size_t i = 0; i < kFnCount; ++i) {
-        const Fn fn = static_cast<Fn>(i);
-        const bool neverFails = fn == Fn::HeapFree || fn == Fn::Base64Free || fn == Fn::Usleep ||
-                                fn == Fn::LogFileId || fn == Fn::TraceLevel || fn == Fn::TraceString ||
-                                fn == Fn::TracePrintf || fn == Fn::SysTime;
-        if (!neverFails) {
-            functions.push_back(fn);
-        }
-    }
-    return functions;
-}
-
 class TortureTest : public ChannelTest, public ::testing::WithParamInterface<Operation> {
 protected:
     // A fresh channel, prepared without faults.
@@ -218,51 +203,25 @@ protected:
         observer->results.clear();
     }
 
-    static void ExpectClean(const std::string& where) {
+    void ExpectClean(const std::string& where) const {
         EXPECT_EQ(Fake().LocksHeld(), 0U) << where;
         EXPECT_THAT(Fake().violations, IsEmpty()) << where;
         EXPECT_EQ(Fake().LiveCJsonBlocks(), 0U) << where;
         EXPECT_EQ(Fake().LiveStrdups(), 0U) << where;
         CheckLogArguments();
-        for (const BlockRecord& block : Fake().freedBlocks) {
-            ExpectNoSecret(block.contentAtFree, where);
-        }
+        m_search.ExpectNothingFreed(where);
         Fake().ClearFaults();
         Access::Reset();
         EXPECT_EQ(Fake().LiveBlocks().size(), 0U) << where;
     }
 
-    static void ExpectNoSecret(const std::string& bytes, const std::string& where) {
-        for (const char* secret : {kSecretPassword, kSecretCode}) {
-            const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-            EXPECT_THAT(FindPieces(data, bytes.size(), secret, 8), IsEmpty()) << "freed block, " << where;
-        }
-    }
-
-    // Runs the operation with the nth call of fn failing; false when there were fewer calls.
-    bool Break(Fn fn, unsigned nth, FailMode mode) {
-        Prepare();
-        Fake().FailCall(fn, nth, mode);
-        GetParam().run();
-        const bool hit = Fake().FaultHit(fn);
-        ExpectClean(std::string(GetParam().name) + ": " + FnName(fn) + " " + std::to_string(nth) +
-                    (mode == FailMode::kOnce ? " once" : " and ever after"));
-        return hit;
-    }
+    SecretSearch m_search{{kSecretPassword, kSecretLogin}};
 };
 
 TEST_P(TortureTest, EveryCallFailsInTurn) {
-    unsigned broken = 0;
-    for (const Fn fn : BreakableFunctions()) {
-        for (const FailMode mode : {FailMode::kOnce, FailMode::kFromThenOn}) {
-            unsigned nth = 1;
-            while (Break(fn, nth, mode) && !HasFailure()) {
-                ++nth;
-                ++broken;
-            }
-        }
-    }
-    RecordProperty("faults", static_cast<int>(broken));
+    const unsigned faults = ForEveryFault([this] { Prepare(); }, [] { GetParam().run(); },
+                                          [this](const std::string& where) { ExpectClean(where); });
+    RecordProperty("faults", static_cast<int>(faults));
 }
 
 TEST_P(TortureTest, NothingFails) {
@@ -274,50 +233,27 @@ TEST_P(TortureTest, NothingFails) {
 INSTANTIATE_TEST_SUITE_P(All, TortureTest, ::testing::ValuesIn(AllOperations()),
                          [](const auto& test) { return std::string(test.param.name); });
 
-// The operations that handle credentials, on a stack that is searched afterwards.
-class SecretTest : public TortureTest {
-protected:
-    void RunAndSearch(const std::string& where) {
-        static const std::string password = kSecretPassword;
-        static const std::string code = kSecretCode;
-        unsigned deleted = 0;
-        {
-            const DeleteWatch watch(password);
-            m_probe.Run(GetParam().run);
-            deleted = watch.Hits();
-        }
-        EXPECT_EQ(deleted, 0U) << where;
-        EXPECT_THAT(m_probe.Find(password), IsEmpty()) << where;
-        EXPECT_THAT(m_probe.Find(code), IsEmpty()) << where;
-    }
+// The operations that handle credentials.
+using SecretTest = TortureTest;
 
-    StackProbe m_probe;
-};
-
-TEST_P(SecretTest, NothingOfThePasswordStaysOnTheStack) {
+TEST_P(SecretTest, NothingOfThePasswordStays) {
     Prepare();
-    RunAndSearch("success");
+    m_search.Run(GetParam().run);
+    m_search.ExpectNothingLeft("success");
     ExpectClean("success");
 }
 
-TEST_P(SecretTest, NothingOfThePasswordStaysOnTheStackWhateverFails) {
-    for (const Fn fn : BreakableFunctions()) {
-        for (const FailMode mode : {FailMode::kOnce, FailMode::kFromThenOn}) {
-            for (unsigned nth = 1; !HasFailure(); ++nth) {
-                Prepare();
-                Fake().plainResidueOnFailure = kSecretPassword;
-                Fake().FailCall(fn, nth, mode);
-                const std::string where = std::string(FnName(fn)) + " " + std::to_string(nth) +
-                                          (mode == FailMode::kOnce ? " once" : " and ever after");
-                RunAndSearch(where);
-                const bool hit = Fake().FaultHit(fn);
-                ExpectClean(where);
-                if (!hit) {
-                    break;
-                }
-            }
-        }
-    }
+TEST_P(SecretTest, NothingOfThePasswordStaysWhateverFails) {
+    const auto prepare = [this] {
+        Prepare();
+        Fake().plainResidueOnFailure = kSecretPassword;
+    };
+    ForEveryFault(
+        prepare, [this] { m_search.Run(GetParam().run); },
+        [this](const std::string& where) {
+            m_search.ExpectNothingLeft(where);
+            ExpectClean(where);
+        });
 }
 
 // The searches above prove something only if they find what is there.
@@ -329,7 +265,7 @@ TEST_F(ChannelTest, SearchesNoticeWipesThatDoNotHappen) {
     probe.Run(fill.run);
     EXPECT_FALSE(probe.Find(kSecretPassword).empty());
     ASSERT_EQ(Fake().freedBlocks.size(), 1U);
-    EXPECT_NE(Fake().freedBlocks[0].contentAtFree.find(kSecretCode), std::string::npos);
+    EXPECT_NE(Fake().freedBlocks[0].contentAtFree.find(kSecretLogin), std::string::npos);
     const std::string password = kSecretPassword;
     const DeleteWatch watch(password);
     { const std::string copy = password + password; }
@@ -340,7 +276,8 @@ INSTANTIATE_TEST_SUITE_P(Create, SecretTest,
                          ::testing::Values(StartUpRecord(), Creation("Create", 0, "", "QuorUIConf"),
                                            Creation("CreateWithTheSecondDomain", 0, "", "QuorUILogin"),
                                            Creation("CreateManager", 1, "", "QuorUIConf"),
-                                           Creation("CreateWithReadyMadeCode", 0, kSecretCode, "QuorUIConf")),
+                                           Creation("CreateWithReadyMadeCode", 0, kSecretLogin,
+                                                    "QuorUIConf")),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace

@@ -15,6 +15,15 @@ protected:
         EXPECT_EQ(Face().SetCloudFaceSrvInfo(info), 0);
     }
     static void Tick() { Fake().FireTimer(Detector::Timer()); }
+    static void ExpectNothingKept() {
+        const tagAI_FACE_S_EUA_SERVER_INFO info = Detector::Info();
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&info), sizeof(info)), std::string(1540, '\0'));
+        for (unsigned i = 0; i < kQuorAiFaceServerMax; ++i) {
+            const tagAiFaceServerAddrInfo slot = Detector::Slot(i);
+            EXPECT_EQ(std::string(reinterpret_cast<const char*>(&slot), 270), std::string(270, '\0'));
+        }
+        EXPECT_EQ(Detector::SlotCount(), 0U);
+    }
 };
 
 TEST_F(DetectTimerTest, TheFirstForcedRunMakesARepeatingTimerOf30Seconds) {
@@ -41,6 +50,10 @@ TEST_F(DetectTimerTest, LaterForcedRunsStopItAndStartItAgain) {
     EXPECT_THAT(Logs(), IsEmpty());
     EXPECT_THAT(TraceTexts(), ElementsAre("<RestartServerDetectTimer> Start Timer Succeed."));
     EXPECT_TRUE(LiveTimer()->running);
+    Fake().ClearRecords();
+    Fake().traceLevel = 2;
+    EXPECT_EQ(Detector::RestartTimer(), 0);
+    EXPECT_THAT(TraceTexts(), IsEmpty());
 }
 
 TEST_F(DetectTimerTest, WithoutATimerTheConfigurationFailsAfterItsProbes) {
@@ -85,6 +98,15 @@ TEST_F(DetectTimerTest, TicksProbeAgainAndLeaveTheTimerAlone) {
         EXPECT_EQ(TraceTexts().at(1), "<AiFaceDoServerDetect> do Server dectect, serverNum = 2");
         EXPECT_TRUE(LiveTimer()->running);
     }
+}
+
+TEST_F(DetectTimerTest, TicksAreSilentBelowTheTracesLevel) {
+    Fake().traceLevel = 2;
+    Configure("10.1.1.1");
+    Network().timeOfDaySec += 30;
+    Tick();
+    EXPECT_EQ(Network().requests.size(), 2U);
+    EXPECT_THAT(TraceTexts(), IsEmpty());
 }
 
 TEST_F(DetectTimerTest, ATickThatComesEarlyIsRefused) {
@@ -142,18 +164,12 @@ TEST_F(DetectTimerTest, CleaningZeroesEverythingButTheTimeOfTheLastRun) {
     EXPECT_EQ(Detector::Stop(true), 0);
     EXPECT_THAT(Logs(), ElementsAre(FI("<StopServerDetect> IN."), FI("<StopServerDetect> clean server info."),
                                     FI("<StopServerDetect> SUCCESS.")));
-    const tagAI_FACE_S_EUA_SERVER_INFO info = Detector::Info();
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&info), sizeof(info)), std::string(1540, '\0'));
-    for (unsigned i = 0; i < kQuorAiFaceServerMax; ++i) {
-        const tagAiFaceServerAddrInfo slot = Detector::Slot(i);
-        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&slot), 270), std::string(270, '\0'));
-    }
-    EXPECT_EQ(Detector::SlotCount(), 0U);
+    ExpectNothingKept();
     EXPECT_EQ(Detector::LastDetectTime(), last);
     EXPECT_NE(last, 0);
 }
 
-TEST_F(DetectTimerTest, CleaningThatFailsSaysSoAndLeavesNoCredentials) {
+TEST_F(DetectTimerTest, CleaningThatFailsSaysSo) {
     for (const std::size_t size :
          {sizeof(tagAI_FACE_S_EUA_SERVER_INFO), 8 * sizeof(tagAiFaceServerAddrInfo)}) {
         Configure("10.1.1.1");
@@ -166,9 +182,18 @@ TEST_F(DetectTimerTest, CleaningThatFailsSaysSoAndLeavesNoCredentials) {
                     ElementsAre(FI("<StopServerDetect> IN."), FI("<StopServerDetect> clean server info."),
                                 FE("<StopServerDetect> memset_s failed")));
         EXPECT_EQ(Fake().LocksHeld(), 0U);
-        EXPECT_STREQ(Detector::Info().password, "");
+        ExpectNothingKept();
         Fake().ClearFaults();
     }
+}
+
+// Credentials and candidates alike.
+TEST_F(DetectTimerTest, WhatThePlatformRefusesToOverwriteIsOverwrittenAllTheSame) {
+    Configure("10.1.1.1;10.1.1.2");
+    Fake().wipesDoNothing = true;
+    Fake().FailCall(Fn::MemsetS, 1, FailMode::kFromThenOn);
+    EXPECT_EQ(Detector::Stop(true), -1);
+    ExpectNothingKept();
 }
 
 }  // namespace

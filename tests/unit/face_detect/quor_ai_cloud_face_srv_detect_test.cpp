@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "support/face_detect_test.h"
+#include "support/failing_new.h"
 
 namespace QuorTest {
 namespace {
@@ -157,6 +158,35 @@ TEST_F(CloudFaceSrvDetectTest, ANewConfigurationKeepsTheValidService) {
     EXPECT_EQ(Network().requests.size(), 2U) << "a new configuration is probed at once";
 }
 
+// Of the list, what was read before the memory was short; of the rest, all: the credentials, the run and the
+// timer.
+TEST_F(CloudFaceSrvDetectTest, AListThatFindsNoMemoryIsLoggedAndTheRestDone) {
+    for (const unsigned nth :
+         {1U, 2U}) {  // the list, and the item that is too long for a string's own buffer
+        ResetDetect();
+        Start();
+        TagQuorAiFaceServerInfo info = Config("10.1.1.1;10.1.1.2");
+        EXPECT_EQ(Face().SetCloudFaceSrvInfo(info), 0);
+        Fake().ClearRecords();
+        info = Config("10.2.2.2;https://10.2.2.3:8443");
+        Put(info.account, "another");
+        Put(info.password, "sealed-another");
+        {
+            const FailingNew failing(nth);
+            EXPECT_EQ(Face().SetCloudFaceSrvInfo(info), 0);
+            EXPECT_TRUE(failing.Hit());
+        }
+        EXPECT_THAT(Logs(), ElementsAre(FE("<SetCloudFaceSrvInfo> GetServerUrlList error.")));
+        EXPECT_STREQ(Detector::Info().account, "another");
+        EXPECT_STREQ(Detector::Info().password, "sealed-another");
+        EXPECT_EQ(Fake().CountOf(Fn::StopTimer) + Fake().CountOf(Fn::StartTimer), 2U) << "anew";
+        ASSERT_EQ(Network().requests.size(), nth - 1) << "no candidate of the former list";
+        if (nth == 2) {
+            EXPECT_EQ(Network().requests[0].url, "https://10.2.2.2:443/eua/face/v1/version");
+        }
+    }
+}
+
 TEST_F(CloudFaceSrvDetectTest, CredentialsThatCannotBeCopied) {
     for (const std::size_t size : {256U, 1024U}) {
         Fake().ClearRecords();
@@ -185,12 +215,19 @@ TEST_F(CloudFaceSrvDetectTest, ItNeedsNoStart) {
 
 // ---- The valid service ----
 
-TEST_F(CloudFaceSrvDetectTest, BeforeAnyAnswerThereIsNoValidService) {
+// Neither the port nor the credentials of a configuration are given out then.
+TEST_F(CloudFaceSrvDetectTest, BeforeAnyAnswerThereIsNoValidServiceAndTheCallersRecordStays) {
+    Start();
+    Network().answer.status = 401;
+    TagQuorAiFaceServerInfo info = Config("10.1.1.1");
+    EXPECT_EQ(Face().SetCloudFaceSrvInfo(info), 0);
+    Fake().ClearRecords();
     tagAI_FACE_S_EUA_SERVER_INFO valid = {};
     std::memset(&valid, 'x', sizeof(valid));
     EXPECT_EQ(Face().GetValidFaceSrvInfo(valid), -1);
-    EXPECT_EQ(valid.url[0], 'x');
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&valid), sizeof(valid)), std::string(1540, 'x'));
     EXPECT_THAT(Logs(), ElementsAre(FE("<GetValidFaceSrvInfo> have no valid server url")));
+    EXPECT_EQ(Fake().LocksHeld(), 0U);
 }
 
 TEST_F(CloudFaceSrvDetectTest, TheCopyIsByteForByte) {

@@ -3,22 +3,14 @@
 #include <string>
 #include <vector>
 
-#include "support/adapter_test.h"
+#include "async_request_fixture.h"
 
 namespace QuorTest {
 namespace {
 
-HttpAnswer Answer(const std::string& body, unsigned long status = 200) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.body = body;
-    return answer;
-}
-
-class AccountSignInTest : public AdapterTest {
+class AccountSignInTest : public AsyncRequestTest {
 protected:
     AccountSignInTest() {
-        Start();
         Put(query.confId, "conf-1");
         Put(query.serverAddr, "192.168.1.10");
         query.serverPort = 443;
@@ -28,6 +20,7 @@ protected:
     }
 
     unsigned Query() { return Http().CloudQueryAccountSignInInfo(query); }
+    unsigned Send() override { return Query(); }
     void QueryWith(const HttpAnswer& answer) {
         Network().script = {answer};
         EXPECT_EQ(Query(), 0U);
@@ -44,19 +37,6 @@ protected:
         EXPECT_EQ(std::memcmp(observer->results[0].bytes.data(), &expected, 388), 0);
         observer->results.clear();
     }
-    // Refused before anything was sent, with these lines.
-    void ExpectRefused(const std::vector<LogLine>& lines) {
-        EXPECT_EQ(Query(), kRefused);
-        EXPECT_EQ(Logs(), lines);
-        EXPECT_THAT(Network().requests, IsEmpty());
-        EXPECT_EQ(Fake().LiveBlocks().size(), 3U);  // what Start holds
-        EXPECT_EQ(Fake().LiveCJsonBlocks(), 0U);
-        loginsAsked += Fake().CountOf(Fn::LoginInit);
-        Fake().ClearFaults();
-        Fake().ClearRecords();
-    }
-    unsigned loginsAsked = 0;  // by the refused queries
-
     std::string SentBody() { return Network().requests.at(0).body.value_or("none"); }
 
     TagQuorAiQuerySignAccount query = {};
@@ -68,7 +48,7 @@ const LogLine kGenerateFailed = AE("<CloudQueryAccountSignInInfo> GenerateAccoun
 TEST_F(AccountSignInTest, TellsTheAnswerByteForByte) {
     EXPECT_EQ(Query(), 0U);
     ExpectTold(200, "zhang", "2024-05-06");
-    EXPECT_EQ(Network().requests.at(0).callbackResult, 0U);
+    EXPECT_EQ(CallbackResult(), 0U);
     EXPECT_THAT(Logs(), IsEmpty());
 }
 
@@ -150,9 +130,7 @@ TEST_F(AccountSignInTest, WhatCanFailBeforeTheSend) {
     Fake().FailCall(Fn::StrncpyS, 1);
     ExpectRefused(
         {AE("<CloudQueryAccountSignInInfo> memcpy_s account fail"), kHeaderFailed, kGenerateFailed});
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_ASYN_SEND_PARAM);
-    };
+    FailClearOf(sizeof(tagHTTP_S_ASYN_SEND_PARAM));
     ExpectRefused({AE("<CloudQueryAccountSignInInfo> memset_s error!")});
 }
 
@@ -167,20 +145,7 @@ TEST_F(AccountSignInTest, AConferenceIdThatCannotBeCopied) {
 
 TEST_F(AccountSignInTest, EveryAllocationOfTheBodyMayFail) {
     query.accountCount = 2;
-    Query();
-    // What the answer took is not counted here: everything up to the send is the body's.
-    Network().holdAnswers = true;
-    Fake().ClearRecords();
-    Query();
-    const unsigned calls = Fake().CountOf(Fn::CJsonAlloc);
-    Network().CompleteAll({});
-    Network().holdAnswers = false;
-    Fake().ClearRecords();
-    EXPECT_GT(calls, 5U);
-    for (unsigned nth = 1; nth <= calls; ++nth) {
-        Fake().FailCall(Fn::CJsonAlloc, nth);
-        ExpectRefused({AE("<CloudQueryAccountSignInInfo> jsonStr return null")});
-    }
+    ExpectRefusedWithoutMemoryForTheBody(AE("<CloudQueryAccountSignInInfo> jsonStr return null"), 5);
 }
 
 TEST_F(AccountSignInTest, HeadersOfAnotherNumber) {
@@ -195,7 +160,7 @@ TEST_F(AccountSignInTest, HeadersOfAnotherNumber) {
 TEST_F(AccountSignInTest, AFailureIsToldAndIsAFailureOfTheCallback) {
     QueryWith(Answer("{}", 500));
     ExpectTold(500, "", "");
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
+    EXPECT_EQ(CallbackResult(), kRefused);
     EXPECT_THAT(Logs(), ElementsAre(AE("<GetErrorCode>: http status code = 500")));
 }
 
@@ -216,7 +181,7 @@ TEST_F(AccountSignInTest, ATransportFailureWithAnAnswerPassesItsStatusOn) {
     both.alsoRecord = true;
     QueryWith(both);
     ExpectTold(200, "", "");
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
+    EXPECT_EQ(CallbackResult(), kRefused);
 }
 
 // A good status without a body: nobody is told. The text is another answer's.
@@ -227,7 +192,7 @@ TEST_F(AccountSignInTest, AGoodAnswerWithoutBody) {
         answer.body.reset();
         QueryWith(answer);
         EXPECT_THAT(observer->results, IsEmpty());
-        EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
+        EXPECT_EQ(CallbackResult(), kRefused);
         EXPECT_THAT(Logs(), ElementsAre(AE("<QuerySignInRspNotify>: pcString is null")));
     }
 }
@@ -261,7 +226,7 @@ TEST_F(AccountSignInTest, AnAnswerThatIsNotUnderstood) {
         Fake().ClearRecords();
         QueryWith(Answer(body));
         EXPECT_THAT(observer->results, IsEmpty());
-        EXPECT_EQ(Network().requests.at(0).callbackResult, 0U);
+        EXPECT_EQ(CallbackResult(), 0U);
         EXPECT_THAT(Logs(), ElementsAre(AE(line)));
     };
     expectDropped("[", "<ParseAutoSignInRes>: parse root faild");
@@ -283,16 +248,13 @@ TEST_F(AccountSignInTest, TheLongestTextsFit) {
     ExpectTold(200, std::string(255, 'a'), std::string(127, 't'));
 }
 
-// The texts are those of other operations.
-TEST_F(AccountSignInTest, BorrowedTextsOfTheCallback) {
-    EXPECT_EQ(Adapter::AccountAnswer(0, HTTP_ERRORCODE_OK, nullptr, nullptr), kRefused);
-    Fake().violations.clear();  // the handle was none
-    Fake().boundedFault = [](const BoundedCall& call) { return call.fn == Fn::MemsetS && call.count == 388; };
+// The text is that of another operation.
+TEST_F(AccountSignInTest, AResultThatCannotBeCleared) {
+    FailClearOf(388);
     EXPECT_EQ(Query(), 0U);
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
+    EXPECT_EQ(CallbackResult(), kRefused);
     EXPECT_THAT(observer->results, IsEmpty());
-    EXPECT_THAT(Logs(), ElementsAre(AE("<ReportAccountSignNotify> accountCheckInInfo is nullptr"),
-                                    AE("<MallocMsgBuffer>: failed memset reportInfo error")));
+    EXPECT_THAT(Logs(), ElementsAre(AE("<MallocMsgBuffer>: failed memset reportInfo error")));
 }
 
 TEST_F(AccountSignInTest, ParsingNothing) {
@@ -305,39 +267,20 @@ TEST_F(AccountSignInTest, TheHeadersAreWiped) {
     Query();
     EXPECT_TRUE(Wiped(1152, std::string("token\0", 6)));
     Fake().ClearRecords();
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == 1152;
-    };
+    FailClearOf(1152);
     EXPECT_EQ(Query(), 0U);
     EXPECT_THAT(Logs(), ElementsAre(AE("<CloudQueryAccountSignInInfo> memset_s header fail")));
 }
 
-// Only the callback frees the record, and here it never runs.
-TEST_F(AccountSignInTest, ARecordIsLostWhenTheTransportIsNotAsked) {
-    Fake().FailCall(Fn::CertPath, 1);
-    EXPECT_EQ(Query(), kRefused);
-    ExpectLost({16580});
-}
-
-TEST_F(AccountSignInTest, WithoutAnInstanceNobodyIsTold) {
+TEST_F(AccountSignInTest, WithoutAnInstanceNobodyIsToldOfAFailureEither) {
     Network().holdAnswers = true;
     Query();
-    Query();
     AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
-    Fake().FailCall(Fn::NothrowNew, 1, FailMode::kFromThenOn);
-    Network().Complete(0, Answer(R"({"checkInInfos":[]})"));
-    Network().Complete(1, Answer("", 500));
+    Fake().FailCall(Fn::NothrowNew, 1);
+    Network().Complete(0, Answer("", 500));
     Adapter::ExchangeInstance(instance);
     EXPECT_THAT(Logs(),
-                ElementsAre(AI("jsonItem is nullptr"), AE("httpAdapter is nullptr"),
-                            AE("<GetErrorCode>: http status code = 500"), AE("httpAdapter is nullptr")));
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
-}
-
-TEST_F(AccountSignInTest, AnObserverThatThrowsDoesNotReachTheTransport) {
-    observer->onUpdate = [](const auto&) { throw std::runtime_error("observer"); };
-    EXPECT_EQ(Query(), 0U);
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
+                ElementsAre(AE("<GetErrorCode>: http status code = 500"), AE("httpAdapter is nullptr")));
 }
 
 }  // namespace

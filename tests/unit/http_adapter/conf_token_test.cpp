@@ -1,7 +1,15 @@
+#include <atomic>
+#include <latch>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "common/login_callbacks.h"
 #include "support/adapter_test.h"
+#include "support/delete_watch.h"
+#include "support/stack_probe.h"
+#include "support/thread_state.h"
 
 namespace QuorTest {
 namespace {
@@ -45,9 +53,60 @@ TEST_F(ConfTokenTest, TheLongestTokenFits) {
     EXPECT_EQ(Adapter::ConfToken(), std::string(255, 't'));
 }
 
-TEST_F(ConfTokenTest, NoCopyOfTheTokenIsLeftBehind) {
-    Adapter::MonitorToken();
-    EXPECT_TRUE(Wiped(256, "token-of-the-login-client"));
+// Held up inside the login client, one of them registers; the other one waits for that.
+TEST_F(ConfTokenTest, OfFirstCallsAtTheSameTimeOneRegisters) {
+    std::atomic<pid_t> numbers[2] = {0, 0};
+    std::latch start(1);
+    std::vector<std::thread> callers;
+    for (std::atomic<pid_t>& number : numbers) {
+        callers.emplace_back([&] {
+            start.wait();
+            number = ThreadNumber();
+            EXPECT_EQ(Adapter::MonitorToken(), 0);
+        });
+    }
+    {
+        const std::lock_guard<std::mutex> heldUp(Fake().mutex);
+        start.count_down();
+        for (const std::atomic<pid_t>& number : numbers) {
+            WaitUntilAsleep(number);
+        }
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+    EXPECT_EQ(Fake().CountOf(Fn::LoginInit), 1U);
+    EXPECT_EQ(Fake().CountOf(Fn::LoginToken), 2U);
+}
+
+TEST_F(ConfTokenTest, OnlyTheAdapterKeepsACopyOfTheToken) {
+    const std::string token = Fake().confToken;
+    StackProbe probe;
+    unsigned deleted = 0;
+    probe.Run([&] {
+        const DeleteWatch watch(token);
+        Adapter::MonitorToken();
+        deleted = watch.Hits();
+    });
+    EXPECT_THAT(probe.Find(token), IsEmpty());
+    EXPECT_EQ(deleted, 0U);
+    EXPECT_EQ(Adapter::ConfToken(), token);
+}
+
+// Also when the transport refuses to end.
+TEST_F(ConfTokenTest, TheLastUserTakesTheTokenAlong) {
+    for (const bool ends : {true, false}) {
+        ASSERT_EQ(Http().CloudHttpInit(), 0);
+        ASSERT_EQ(Http().CloudHttpInit(), 0);
+        EXPECT_EQ(Adapter::MonitorToken(), 0);
+        EXPECT_EQ(Http().CloudHttpUninit(), 0);
+        EXPECT_EQ(Adapter::ConfToken(), "token-of-the-login-client");
+        if (!ends) {
+            Fake().FailCall(Fn::HttpUninit, 1);
+        }
+        EXPECT_EQ(Http().CloudHttpUninit(), ends ? 0 : -1);
+        EXPECT_EQ(Adapter::ConfTokenBytes(), std::string(256, '\0'));
+    }
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -7,6 +8,7 @@
 #include "quor_platform/os.h"
 #include "support/adapter_test.h"
 #include "support/failing_new.h"
+#include "support/stopped_clock.h"
 
 namespace QuorTest {
 namespace {
@@ -153,11 +155,56 @@ TEST_F(DispatcherTest, ARecordThatCannotBeClearedIsTriedAgain) {
         }
         return false;
     };
-    Network().lateClockReadings = 2;  // an empty queue is not waited at
+    const StoppedClock clock;
     Adapter::RunDispatcher(Adapter::Generation());
     EXPECT_EQ(clears, 2U);
     EXPECT_THAT(Logs(), ::testing::Contains(AE("<CloudHttpInit>: memset_s error")));
     EXPECT_EQ(Logs().back(), kThreadExit);
+}
+
+TEST_F(DispatcherTest, ItWaitsForARecordHalfASecondAtATimeAndNotOnceMoreWithoutUsers) {
+    constexpr std::chrono::milliseconds kPopWait{500};
+    ASSERT_TRUE(Adapter::StartWithoutThreads());
+    Adapter::CountUser();
+    StoppedClock clock;
+    clock.onWait = [&] {
+        if (clock.Waits().size() == 3) {
+            EXPECT_EQ(Http().CloudHttpUninit(), 0);
+        }
+        return false;
+    };
+    Adapter::RunDispatcher(Adapter::Generation());
+    EXPECT_THAT(clock.Waits(), ElementsAre(kPopWait, kPopWait, kPopWait));
+    EXPECT_EQ(Logs().back(), kThreadExit);
+}
+
+// What is taken from the queue goes to the workers of the day before the dispatcher asks whether it may stay.
+TEST_F(DispatcherTest, ARecordThatItTookGoesToTheWorkersAlthoughNobodyIsLeft) {
+    const std::function<void()> ends[] = {[] { Adapter::UncountUser(); }, [] { Adapter::NextGeneration(); }};
+    for (const auto& end : ends) {
+        Start();
+        Network().answer.body = R"({"content":[]})";
+        Adapter::CountUser();
+        Adapter::StartPool(1);
+        {
+            StoppedClock clock;
+            clock.onWait = [&] {
+                TagQuorAiKelInfo info = {};
+                Put(info.serverAddr, "192.168.1.10");
+                EXPECT_EQ(Http().CloudQueryConfList(&info), 0U);
+                end();
+                return true;
+            };
+            Adapter::RunDispatcher(Adapter::Generation());
+            EXPECT_EQ(clock.Waits().size(), 1U);
+        }
+        Adapter::EndPool();
+        EXPECT_EQ(Network().requests.size(), 1U);
+        EXPECT_EQ(observer->results.size(), 1U);
+        observer->results.clear();
+        ResetAdapter();
+        HttpAccess::Reset();
+    }
 }
 
 TEST_F(DispatcherTest, ARequestTravelsFromTheCallToTheObserver) {

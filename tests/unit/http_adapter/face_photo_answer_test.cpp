@@ -187,6 +187,19 @@ TEST_F(FacePhotoAnswerTest, EveryDecodedBlockIsGivenBack) {
     EXPECT_EQ(Fake().LiveBlocks().size(), 0U);
 }
 
+// Whatever else the decoding said.
+TEST_F(FacePhotoAnswerTest, ADecodedBlockWithoutBytesIsNoPhotoAndGivenBackToo) {
+    Fake().SetFailResult(Fn::Base64Decode, 0);
+    Fake().FailCall(Fn::Base64Decode, 1);
+    const auto info = Only(Item("1"));
+    EXPECT_EQ(Fake().CountOf(Fn::Base64Free), 1U);
+    EXPECT_EQ(Fake().LiveBlocks().size(), 0U);
+    EXPECT_EQ(info.hasPhoto, 0);
+    EXPECT_EQ(info.photoSize, 0U);
+    EXPECT_THAT(Logs(), ElementsAre(UE("<AiUtilityDecodeBase64> QUOR_BASE64Decode failed"),
+                                    AE("<ParseQueryFacePhotoRes> decode photoid fail")));
+}
+
 TEST_F(FacePhotoAnswerTest, ZoomingChangesNothingAndRefusesNothing) {
     std::vector<unsigned char> photo = {1, 2, 3};
     EXPECT_EQ(Adapter::Zoom(photo), 0);

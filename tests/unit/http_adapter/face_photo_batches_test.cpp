@@ -219,6 +219,22 @@ TEST_F(FacePhotoBatchesTest, ObserversReadTheLockedBuffer) {
     EXPECT_EQ(Fake().LocksHeld(), 0U);
 }
 
+TEST_F(FacePhotoBatchesTest, TheBufferIsFilledUnderItsLock) {
+    Add('a', 3);
+    Add('b', 2200000);
+    Add('c', 2200000);  // in a notification of its own
+    std::vector<bool> locked;
+    Fake().boundedFault = [&](const BoundedCall& call) {
+        if (call.fn == Fn::MemcpyS) {
+            locked.push_back(Fake().IsLocked(&Adapter::PhotosLock()));
+        }
+        return false;
+    };
+    EXPECT_EQ(Send().size(), 2U);
+    EXPECT_EQ(locked, std::vector<bool>(6, true)) << "a description and a photo each";
+    EXPECT_EQ(Fake().LocksHeld(), 0U);
+}
+
 // Every notification fails by itself; the whole is a success all the same.
 TEST_F(FacePhotoBatchesTest, WithoutTheBuffer) {
     Add('a', 2200000);

@@ -1,9 +1,10 @@
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "support/adapter_test.h"
+#include "face_request_fixture.h"
 
 namespace QuorTest {
 namespace {
@@ -12,23 +13,13 @@ using Header = std::pair<std::string, std::string>;
 
 constexpr std::size_t kHeadersSize = 1152;
 
-HttpAnswer Answer(const std::string& body, unsigned long status = 200) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.body = body;
-    answer.extra = true;
-    return answer;
-}
-
 // "data" is base64 of "abc".
 constexpr const char* kOnePhoto =
     R"({"results":[{"status":"success","userid":"u1","photoid":"p1","data":"YWJj"}]})";
 
-class FacePhotosTest : public AdapterTest {
+class FacePhotosTest : public FaceRequestTest {
 protected:
     FacePhotosTest() {
-        Start();
-        Fake().plainTextByDomain["QuorUIConf"] = "face-password";
         param.idCount = 2;
         Put(param.ids[0], "u1");
         Put(param.ids[1], "u2");
@@ -41,19 +32,11 @@ protected:
     }
 
     int Query() { return Adapter::QueryPhotos(param); }
+    int Send() override { return Query(); }
     std::string Url() {
         char url[256] = "untouched";
         EXPECT_EQ(Adapter::PhotoUrl(param, url, sizeof(url)), 0);
         return url;
-    }
-
-    void ExpectFailure(const std::vector<LogLine>& lines, int result = -1) {
-        EXPECT_EQ(Query(), result);
-        EXPECT_EQ(Logs(), lines);
-        EXPECT_THAT(observer->results, IsEmpty());
-        EXPECT_EQ(Fake().LocksHeld(), 0U);
-        Fake().ClearFaults();
-        Fake().ClearRecords();
     }
 
     TagQuorAiFacePhotoParam param = {};
@@ -158,70 +141,50 @@ TEST_F(FacePhotosTest, TheRequestIsTraced) {
 }
 
 TEST_F(FacePhotosTest, HeadersThatCannotBeMade) {
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == kHeadersSize;
-    };
+    FailClearOf(kHeadersSize);
     ExpectFailure({AE("<DoQueryFacePhoto> memset_s error!")});
-    EXPECT_THAT(Network().requests, IsEmpty());
-    Fake().FailCall(Fn::Base64Encode, 1);
-    ExpectFailure({US("<AiUtilityCovert2Base64> QUOR_BASE64Encode pIn failed."),
-                   UE("<GenerateHeaderAccount> create auth account base64  fail"),
-                   AE("<GenerateRequestHeader> GenerateHeaderAccount fail")});
-    Fake().FailCall(Fn::Decrypt, 1);
-    ExpectFailure({UE("<GenerateHeaderPwd> failed: Decrypt euaPassword failed."),
-                   AE("<GenerateRequestHeader> GenerateHeaderPwd fail")});
+    ExpectFailuresOfCredentials(1);
     EXPECT_THAT(Network().requests, IsEmpty());
 }
 
 TEST_F(FacePhotosTest, ARecordThatCannotBeCleared) {
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_SYN_SEND_PARAM);
-    };
+    FailClearOf(sizeof(tagHTTP_S_SYN_SEND_PARAM));
     ExpectFailure({AE("<DoQueryFacePhoto> memset_s error!")});
     EXPECT_THAT(Network().requests, IsEmpty());
 }
 
-TEST_F(FacePhotosTest, HeadersThatCannotBeWipedFailTheQuery) {
-    unsigned clears = 0;
-    Fake().boundedFault = [&](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == kHeadersSize && ++clears == 2;
-    };
-    EXPECT_EQ(Query(), -1);
-    EXPECT_THAT(Logs(), ElementsAre(AE("<DoQueryFacePhoto> memset_s error!")));
-    EXPECT_EQ(Network().requests.size(), 1U);
-    EXPECT_THAT(observer->results, IsEmpty());
+// A send that failed too is neither logged nor signalled: the wipe comes first.
+TEST_F(FacePhotosTest, HeadersThatCannotBeWipedFailTheQueryWhateverBecameOfIt) {
+    for (const unsigned sent : {0U, 102U}) {
+        Fake().ClearRecords();
+        HttpAnswer answer = Answer(kOnePhoto);
+        answer.result = sent;
+        Network().script = {answer};
+        RefuseWipesOf(kHeadersSize);
+        std::string left;
+        Fake().onLog = [&](LogKind, const std::string&) { left = HeadersNow(); };
+        EXPECT_EQ(Query(), -1);
+        EXPECT_THAT(Logs(), ElementsAre(AE("<DoQueryFacePhoto> memset_s error!")));
+        EXPECT_EQ(left, std::string(kHeadersSize, '\0'));
+        EXPECT_EQ(Network().requests.size(), 1U);
+        EXPECT_THAT(observer->results, IsEmpty());
+    }
 }
 
 TEST_F(FacePhotosTest, TheHeadersAreWipedOnEveryWayOut) {
-    const auto expectWiped = [this](const char* where) {
-        Query();
-        EXPECT_TRUE(Wiped(kHeadersSize, "authAccount")) << where;
-        Fake().ClearFaults();
-        Fake().ClearRecords();
-    };
-    expectWiped("success");
+    ExpectWiped(kHeadersSize, "success");
     Fake().FailCall(Fn::HttpSynSend, 1);
-    expectWiped("send");
+    ExpectWiped(kHeadersSize, "send");
     Fake().FailCall(Fn::Decrypt, 1);
-    expectWiped("password");
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_SYN_SEND_PARAM);
-    };
-    expectWiped("record");
+    ExpectWiped(kHeadersSize, "password");
+    FailClearOf(sizeof(tagHTTP_S_SYN_SEND_PARAM));
+    ExpectWiped(kHeadersSize, "record");
 }
 
 TEST_F(FacePhotosTest, ATransportFailureReturnsItsOwnNumberAndTellsNobody) {
-    for (const unsigned result : {1U, 100U, 101U, 199U, 200U}) {
-        HttpAnswer answer;
-        answer.result = result;
-        Network().script = {answer};
-        std::vector<LogLine> lines = {
-            AE("<DoQueryFacePhoto>HttpSynSend failed ret:" + std::to_string(result) + ", requestId:77")};
-        if (result > 100 && result < 200) {
-            lines.push_back(AE("<Notify>: data is nullptr!"));
-        }
-        ExpectFailure(lines, static_cast<int>(result));
-    }
+    ExpectTransportFailures([](unsigned result) {
+        return "<DoQueryFacePhoto>HttpSynSend failed ret:" + std::to_string(result) + ", requestId:77";
+    });
 }
 
 TEST_F(FacePhotosTest, OnlyStatus200IsGood) {
@@ -232,12 +195,7 @@ TEST_F(FacePhotosTest, OnlyStatus200IsGood) {
 }
 
 TEST_F(FacePhotosTest, AnAnswerWithoutBodyFails) {
-    HttpAnswer none = Answer("");
-    none.body.reset();
-    for (const HttpAnswer& answer : {none, Answer("")}) {
-        Network().script = {answer};
-        ExpectFailure({AE("<QueryFacePhotoRspNotify>: pcString is null")});
-    }
+    ExpectFailureWithoutBody("<QueryFacePhotoRspNotify>: pcString is null");
 }
 
 TEST_F(FacePhotosTest, AnswersThatAreNotUnderstood) {
@@ -274,6 +232,19 @@ TEST_F(FacePhotosTest, PhotoIdsAreThoseOfTheAnswer) {
     EXPECT_EQ(Query(), 0);
     ASSERT_EQ(observer->results.size(), 1U);
     EXPECT_EQ(observer->results[0].bytes.substr(0, 10), std::string("\5\0\0\0\1\0\0\0p1", 10));
+}
+
+TEST_F(FacePhotosTest, AnObserverThatThrowsLeavesNoLock) {
+    observer->onUpdate = [](const auto&) { throw std::runtime_error("observer"); };
+    EXPECT_THROW(Query(), std::runtime_error);
+    EXPECT_EQ(Fake().LocksHeld(), 0U);
+    EXPECT_EQ(Http().CloudQueryFacePhoto(&param), 0U);
+    TagAiCloudSrvResult record = {};
+    ASSERT_TRUE(Adapter::Pop(record));
+    Fake().ClearRecords();
+    EXPECT_NO_THROW(QuorAiEngine::HttpThreadExecute(&Adapter::Process, record).Execute());
+    EXPECT_THAT(Logs(), ElementsAre(AE("<HttpThreadExecute>: execute subId:12 failed.")));
+    EXPECT_EQ(Fake().LocksHeld(), 0U);
 }
 
 TEST_F(FacePhotosTest, TheQueueLeadsHere) {

@@ -10,7 +10,7 @@ namespace {
 using FaceRecognitionAnswerTest = FaceRecognitionTest;
 
 TEST_F(FaceRecognitionAnswerTest, AMatchIsDeliveredByteForByte) {
-    Network().script = {RecognitionAnswer(Success("[" + Match("90.9", "1") + "]"))};
+    Network().script = {Answer(Success("[" + Match("90.9", "1") + "]"))};
     EXPECT_EQ(Recognise(), 0);
     tagQuorAiFaceEUADetectResult expected = {};
     expected.recogType = kRecogType;

@@ -6,19 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "support/adapter_test.h"
+#include "face_request_fixture.h"
 
 namespace QuorTest {
 
 inline constexpr auto kRecogType = static_cast<TagFaceRecogType>(0x80000007U);
-
-inline HttpAnswer RecognitionAnswer(const std::string& body, unsigned long status = 200) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.body = body;
-    answer.extra = true;
-    return answer;
-}
 
 inline std::string Match(const std::string& score, const std::string& tag) {
     return R"({"userid":"user-)" + tag + R"(","photoid":"photo-)" + tag + R"(","score":)" + score +
@@ -30,11 +22,10 @@ inline std::string Success(const std::string& results) {
 }
 
 // A record with its picture behind it.
-class FaceRecognitionTest : public AdapterTest {
+class FaceRecognitionTest : public FaceRequestTest {
 protected:
     FaceRecognitionTest() {
-        Start();
-        Fake().plainTextByDomain["QuorUIConf"] = "face-password";
+        Network().answer = Answer(Success("[]"));
         SetPicture("\xFF\xD8picture");
     }
 
@@ -53,26 +44,18 @@ protected:
 
     tagAI_FACE_S_DETECT_INFO& Info() { return *reinterpret_cast<tagAI_FACE_S_DETECT_INFO*>(m_bytes.data()); }
     int Recognise() { return Adapter::Recognise(Info()); }
+    int Send() override { return Recognise(); }
 
     // Recognises with this answer, which is notified; the notification carries what the request said.
     tagQuorAiFaceEUADetectResult Told(const std::string& body) {
         observer->results.clear();
-        Network().script = {RecognitionAnswer(body)};
+        Network().script = {Answer(body)};
         EXPECT_EQ(Recognise(), 0) << body;
         EXPECT_EQ(observer->results.size(), 1U);
         const auto result = observer->As<tagQuorAiFaceEUADetectResult>(0);
         EXPECT_EQ(result.requestId, 4294967295U);
         EXPECT_EQ(result.recogType, kRecogType);
         return result;
-    }
-
-    void ExpectFailure(const std::vector<LogLine>& lines, int result = -1) {
-        EXPECT_EQ(Recognise(), result);
-        EXPECT_EQ(Logs(), lines);
-        EXPECT_THAT(observer->results, IsEmpty());
-        EXPECT_EQ(Fake().LocksHeld(), 0U);
-        Fake().ClearFaults();
-        Fake().ClearRecords();
     }
 
 private:

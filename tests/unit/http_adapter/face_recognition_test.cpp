@@ -1,10 +1,15 @@
+#include <cjson/cJSON.h>
+
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "common/scope.h"
 #include "face_recognition_fixture.h"
+#include "quor_platform/base64.h"
 
 namespace QuorTest {
 namespace {
@@ -15,8 +20,31 @@ constexpr std::size_t kHeadersSize = 1728;  // three headers
 
 const LogLine kBodyFailed = AE("<FaceCloudEuaRecogPhoto> GenerateRequestBody failed.");
 
+// Bytes of every value in no simple order, so that one that is lost, doubled or moved shows.
+std::string VariedBytes(std::size_t size) {
+    std::string bytes(size, '\0');
+    unsigned state = 7;
+    for (char& byte : bytes) {
+        state = state * 1103515245U + 12345U;
+        byte = static_cast<char>(state >> 16U);
+    }
+    return bytes;
+}
+
+// The picture that a body carries.
+std::string PictureOf(const std::string& body) {
+    const QuorAiEngine::JsonPtr root(cJSON_Parse(body.c_str()));
+    unsigned char* bytes = nullptr;
+    int length = 0;
+    EXPECT_EQ(HttpProtocol::AiUtilityDecodeBase64(cJSON_GetObjectItemCaseSensitive(root.get(), "data"), bytes,
+                                                  length),
+              0U);
+    std::string picture(reinterpret_cast<char*>(bytes), static_cast<std::size_t>(std::max(length, 0)));
+    QUOR_BASE64Free(bytes);
+    return picture;
+}
+
 TEST_F(FaceRecognitionTest, TheRequestAsItGoesOut) {
-    Network().script = {RecognitionAnswer(Success("[]"))};
     EXPECT_EQ(Recognise(), 0);
     ASSERT_EQ(Network().requests.size(), 1U);
     const HttpRequest& request = Network().requests[0];
@@ -39,19 +67,19 @@ TEST_F(FaceRecognitionTest, TheRequestAsItGoesOut) {
 
 TEST_F(FaceRecognitionTest, LargePicturesArriveWhole) {
     for (const std::size_t size : {1U, 2U, 3U, 64U, 100000U}) {
-        SetPicture(std::string(size, 'x'));
-        Network().script = {RecognitionAnswer(Success("[]"))};
+        const std::string picture = VariedBytes(size);
+        SetPicture(picture);
         EXPECT_EQ(Recognise(), 0);
         const std::string body = Network().requests.back().body.value_or("");
         EXPECT_EQ(body.size(), 28 + (size + 2) / 3 * 4);
         EXPECT_EQ(body.substr(body.size() - 3), "\"\n}");
+        EXPECT_TRUE(PictureOf(body) == picture) << size;
     }
 }
 
 // The port is printed with its sign, other than in the photo query.
 TEST_F(FaceRecognitionTest, PortsBeyond2147483647ArePrintedNegative) {
     Info().serverPort = 4294967295U;
-    Network().script = {RecognitionAnswer(Success("[]"))};
     EXPECT_EQ(Recognise(), 0);
     EXPECT_EQ(Network().requests.at(0).url, "https://10.1.1.1:-1/eua/face/v1/query/identify");
 }
@@ -59,7 +87,6 @@ TEST_F(FaceRecognitionTest, PortsBeyond2147483647ArePrintedNegative) {
 TEST_F(FaceRecognitionTest, UnterminatedCredentialsAreReadToTheirEndOnly) {
     FillWhole(Info().account, 'a');
     FillWhole(Info().password, 'p');
-    Network().script = {RecognitionAnswer(Success("[]"))};
     EXPECT_EQ(Recognise(), 0);
     EXPECT_EQ(Fake().decrypts.at(0).cipherText, std::string(1024, 'p'));
     EXPECT_EQ(Network().requests.at(0).headers.at(0).second.size(), 344U);
@@ -72,7 +99,6 @@ TEST_F(FaceRecognitionTest, AUrlThatDoesNotFit) {
     FillWhole(Info().serverAddr, 'h');
     ExpectFailure({AE("<FaceCloudEuaRecogPhoto> sprintf_s acRequestUrl fail")});
     Put(Info().serverAddr, std::string(255 - rest.size(), 'h'));
-    Network().script = {RecognitionAnswer(Success("[]"))};
     EXPECT_EQ(Recognise(), 0);
 }
 
@@ -129,17 +155,9 @@ TEST_F(FaceRecognitionTest, TheHeadersAreThree) {
 }
 
 TEST_F(FaceRecognitionTest, HeadersThatCannotBeMade) {
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == kHeadersSize;
-    };
+    FailClearOf(kHeadersSize);
     ExpectFailure({AE("<FaceCloudEuaRecogPhoto> memset_s header failed.")});
-    Fake().FailCall(Fn::Base64Encode, 2);
-    ExpectFailure({US("<AiUtilityCovert2Base64> QUOR_BASE64Encode pIn failed."),
-                   UE("<GenerateHeaderAccount> create auth account base64  fail"),
-                   AE("<GenerateRequestHeader> GenerateHeaderAccount fail")});
-    Fake().FailCall(Fn::Decrypt, 1);
-    ExpectFailure({UE("<GenerateHeaderPwd> failed: Decrypt euaPassword failed."),
-                   AE("<GenerateRequestHeader> GenerateHeaderPwd fail")});
+    ExpectFailuresOfCredentials(2);  // the first one is the picture's
     Fake().boundedFault = [](const BoundedCall& call) {
         return call.fn == Fn::StrcpyS && call.SourceIs("Content-Type");
     };
@@ -151,33 +169,22 @@ TEST_F(FaceRecognitionTest, HeadersThatCannotBeMade) {
 }
 
 TEST_F(FaceRecognitionTest, ARecordThatCannotBeCleared) {
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_SYN_SEND_PARAM);
-    };
+    FailClearOf(sizeof(tagHTTP_S_SYN_SEND_PARAM));
     ExpectFailure({AE("<FaceCloudEuaRecogPhoto> memset_s error!")});
 }
 
 TEST_F(FaceRecognitionTest, TheHeadersAreWipedOnEveryWayOut) {
-    const auto expectWiped = [this](const char* where) {
-        Network().script = {RecognitionAnswer(Success("[]"))};
-        Recognise();
-        EXPECT_TRUE(Wiped(kHeadersSize, "authAccount")) << where;
-        Fake().ClearFaults();
-        Fake().ClearRecords();
-    };
-    expectWiped("success");
+    ExpectWiped(kHeadersSize, "success");
     Fake().FailCall(Fn::HttpSynSend, 1);
-    expectWiped("send");
+    ExpectWiped(kHeadersSize, "send");
     Fake().FailCall(Fn::Decrypt, 1);
-    expectWiped("password");
+    ExpectWiped(kHeadersSize, "password");
     Fake().boundedFault = [](const BoundedCall& call) {
         return call.fn == Fn::StrcpyS && call.SourceIs("application/json");
     };
-    expectWiped("content type");
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_SYN_SEND_PARAM);
-    };
-    expectWiped("record");
+    ExpectWiped(kHeadersSize, "content type");
+    FailClearOf(sizeof(tagHTTP_S_SYN_SEND_PARAM));
+    ExpectWiped(kHeadersSize, "record");
 }
 
 // The wipe comes before the answer is looked at.
@@ -188,48 +195,45 @@ TEST_F(FaceRecognitionTest, ObserversRunAfterTheWipe) {
     EXPECT_TRUE(wiped);
 }
 
+// Other than in the photo query.
+TEST_F(FaceRecognitionTest, HeadersThatCannotBeWipedAreGoneAndTheAnswerCounts) {
+    RefuseWipesOf(kHeadersSize);
+    std::string left;
+    observer->onUpdate = [&](const auto&) { left = HeadersNow(); };
+    EXPECT_EQ(Recognise(), 0);
+    EXPECT_EQ(observer->results.size(), 1U);
+    EXPECT_THAT(Logs(), IsEmpty());
+    EXPECT_EQ(left, std::string(kHeadersSize, '\0'));
+}
+
 // ---- Answers ----
 
 TEST_F(FaceRecognitionTest, ATransportFailureReturnsItsOwnNumberAndTellsNobody) {
-    for (const unsigned result : {1U, 100U, 101U, 150U, 199U, 200U, 777U}) {
-        HttpAnswer answer;
-        answer.result = result;
-        Network().script = {answer};
-        std::vector<LogLine> lines = {
-            AE("<FaceCloudEuaRecogtPhoto> AiCommonHttpSynSend failed ret = " + std::to_string(result) + ".")};
-        if (result > 100 && result < 200) {
-            lines.push_back(AE("<Notify>: data is nullptr!"));
-        }
-        ExpectFailure(lines, static_cast<int>(result));
-    }
+    ExpectTransportFailures([](unsigned result) {
+        return "<FaceCloudEuaRecogtPhoto> AiCommonHttpSynSend failed ret = " + std::to_string(result) + ".";
+    });
 }
 
 TEST_F(FaceRecognitionTest, OnlyStatus200IsGood) {
     for (const unsigned status : {204U, 201U, 302U, 401U, 500U}) {
-        Network().script = {RecognitionAnswer(Success("[]"), status)};
+        Network().script = {Answer(Success("[]"), status)};
         ExpectFailure(
             {AE("<FaceRecognizeRspNotify>:http status code:" + std::to_string(status) + ", requestId:-1")});
     }
 }
 
 TEST_F(FaceRecognitionTest, AnAnswerWithoutBodyFails) {
-    HttpAnswer none = RecognitionAnswer("");
-    none.body.reset();
-    for (const HttpAnswer& answer : {none, RecognitionAnswer("")}) {
-        Network().script = {answer};
-        ExpectFailure({AE("<AiHttpAdapter::ProcFaceRecogSynRsp>: pcString is null")});
-    }
+    ExpectFailureWithoutBody("<AiHttpAdapter::ProcFaceRecogSynRsp>: pcString is null");
 }
 
 TEST_F(FaceRecognitionTest, AnObserverThatThrowsLeavesNothingBehind) {
     observer->onUpdate = [](const auto&) { throw std::runtime_error("observer"); };
-    Network().script = {RecognitionAnswer(Success("[]"))};
     EXPECT_THROW(Recognise(), std::runtime_error);
     EXPECT_EQ(Fake().LocksHeld(), 0U);
 }
 
 TEST_F(FaceRecognitionTest, TheQueueLeadsHere) {
-    Network().script = {RecognitionAnswer(Success("[" + Match("90", "1") + "]"))};
+    Network().script = {Answer(Success("[" + Match("90", "1") + "]"))};
     EXPECT_EQ(Adapter::Process(AI_SUB_ID_FACE_RECOGNIZE, &Info(), 1556 + Info().picLen), 0);
     EXPECT_EQ(observer->results.size(), 1U);
 }

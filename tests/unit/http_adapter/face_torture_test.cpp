@@ -9,16 +9,12 @@
 #include <vector>
 
 #include "support/adapter_test.h"
-#include "support/delete_watch.h"
 #include "support/every_fault.h"
-#include "support/stack_probe.h"
+#include "support/secret_search.h"
 
 namespace QuorTest {
 namespace {
 
-constexpr const char* kSecretPassword = "Zq7=canary#Xw9~Vu5%Kj3+Pb8&Nm2";
-// base64 of it.
-constexpr const char* kSecretCode = "WnE3PWNhbmFyeSNYdzl+VnU1JUtqMytQYjgmTm0y";
 constexpr unsigned kTraceEverything = 255;
 
 // The requests' records: not on the stack, which is searched afterwards, and not made on it, because what
@@ -108,16 +104,14 @@ protected:
         CheckLogArguments();
         Fake().ClearFaults();
         Adapter::Photos() = nullptr;
-        for (const BlockRecord& block : Fake().freedBlocks) {
-            for (const char* secret : {kSecretPassword, kSecretCode}) {
-                const auto* data = reinterpret_cast<const unsigned char*>(block.contentAtFree.data());
-                EXPECT_THAT(FindPieces(data, block.sizeBytes, secret, 8), IsEmpty()) << where;
-            }
-        }
+        m_search.ExpectNothingLeft(where);
+        m_search.ExpectNothingFreed(where);
         ResetAdapter();
         HttpAccess::Reset();
         CheckClean(where);
     }
+
+    SecretSearch m_search{{kSecretPassword, kSecretCode}};
 
 private:
     // The test's own: one of its size cannot be made anew for every fault.
@@ -125,22 +119,8 @@ private:
 };
 
 TEST_P(FaceTortureTest, NothingIsLeftWhateverFails) {
-    static const std::string password = kSecretPassword;
-    static const std::string code = kSecretCode;
-    StackProbe probe;
-    unsigned deleted = 0;
-    const auto work = [&] {
-        const DeleteWatch watch(password);
-        probe.Run(GetParam().run);
-        deleted = watch.Hits();
-    };
-    const unsigned faults = ForEveryFault([this] { Prepare(); }, work,
-                                          [&](const std::string& where) {
-                                              EXPECT_EQ(deleted, 0U) << where;
-                                              EXPECT_THAT(probe.Find(password), IsEmpty()) << where;
-                                              EXPECT_THAT(probe.Find(code), IsEmpty()) << where;
-                                              ExpectClean(where);
-                                          });
+    const unsigned faults = ForEveryFault([this] { Prepare(); }, [this] { m_search.Run(GetParam().run); },
+                                          [this](const std::string& where) { ExpectClean(where); });
     EXPECT_GT(faults, 40U);
 }
 

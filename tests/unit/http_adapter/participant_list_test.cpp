@@ -23,14 +23,6 @@ std::string Page(unsigned count, unsigned from = 0) {
     return text + "]}";
 }
 
-HttpAnswer Answer(const std::string& body, unsigned long status = 200) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.body = body;
-    answer.extra = true;
-    return answer;
-}
-
 class ParticipantListTest : public AdapterTest {
 protected:
     ParticipantListTest() {
@@ -313,20 +305,15 @@ TEST_F(ParticipantListTest, WithoutTheBuffer) {
 }
 
 TEST_F(ParticipantListTest, ClearingFails) {
-    const auto failClearOf = [](std::size_t size) {
-        Fake().boundedFault = [size](const BoundedCall& call) {
-            return call.fn == Fn::MemsetS && call.count == size;
-        };
-    };
-    failClearOf(1152);
+    FailClearOf(1152);
     ExpectFailure({AE("<DoQueryConfList> GenerateConfListHeader error!")});
     Fake().ClearRecords();
     observer->results.clear();
-    failClearOf(sizeof(tagHTTP_S_SYN_SEND_PARAM));
+    FailClearOf(sizeof(tagHTTP_S_SYN_SEND_PARAM));
     ExpectFailure({AE("<DoQueryConfList> memset_s error!")});
     Fake().ClearRecords();
     observer->results.clear();
-    failClearOf(716808);
+    FailClearOf(716808);
     ExpectFailure({AE("<DoQueryConfList>: memset_s m_siteInfoBuffer error")});
 }
 

@@ -1,8 +1,10 @@
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "support/adapter_test.h"
+#include "support/stopped_clock.h"
 
 namespace QuorTest {
 namespace {
@@ -128,6 +130,8 @@ TEST_F(QueuedRequestsTest, ACopyThatFailsIsFreed) {
     EXPECT_EQ(Fake().LiveBlocks().size(), 0U);
 }
 
+constexpr std::chrono::milliseconds kPushWait{500};
+
 class FullQueueTest : public AdapterTest {
 protected:
     FullQueueTest() {
@@ -139,8 +143,9 @@ protected:
 
 // The photo query's text names the recognition.
 TEST_F(FullQueueTest, The31stRequestFailsAndItsCopyIsFreedAndWiped) {
-    Network().lateClockReadings = 6;  // the half second of each of them is over at once
+    const StoppedClock clock;
     RequestAll();
+    EXPECT_THAT(clock.Waits(), ElementsAre(kPushWait, kPushWait, kPushWait));
     EXPECT_THAT(Logs(), ElementsAre(AE("<CloudQueryConfList> failed: push kelInfo failed"),
                                     AE("<CloudFaceRecogPhoto> failed: push recogInfo failed"),
                                     AE("<CloudFaceRecogPhoto> failed: push faceParam failed")));
@@ -152,10 +157,16 @@ TEST_F(FullQueueTest, The31stRequestFailsAndItsCopyIsFreedAndWiped) {
 }
 
 TEST_F(FullQueueTest, ARequestWaitsForRoom) {
-    TagAiCloudSrvResult taken = {};
-    EXPECT_TRUE(Adapter::Pop(taken));
-    TagQuorAiKelInfo info = KelInfo();
-    EXPECT_EQ(Http().CloudQueryConfList(&info), 0U);
+    {
+        StoppedClock clock;
+        clock.onWait = [] {
+            TagAiCloudSrvResult taken = {};
+            return Adapter::Pop(taken);
+        };
+        TagQuorAiKelInfo info = KelInfo();
+        EXPECT_EQ(Http().CloudQueryConfList(&info), 0U);
+        EXPECT_THAT(clock.Waits(), ElementsAre(kPushWait));
+    }
     EXPECT_FALSE(Adapter::Push({AI_SUB_ID_CHECKIN, nullptr, 0}));
 }
 

@@ -183,9 +183,7 @@ TEST_F(AdapterLifecycleTest, BuffersThatCannotBeHad) {
             Fake().FailCall(Fn::HeapAlloc,
                             2 + static_cast<unsigned>(failure.size));  // the first is the TLS block
         } else {
-            Fake().boundedFault = [&](const BoundedCall& call) {
-                return call.fn == Fn::MemsetS && call.count == failure.size;
-            };
+            FailClearOf(failure.size);
         }
         EXPECT_EQ(Http().CloudHttpInit(), -1);
         EXPECT_THAT(

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/adapter_test.h"
+#include "support/stopped_clock.h"
 #include "support/thread_state.h"
 
 namespace QuorTest {
@@ -13,118 +14,165 @@ namespace {
 
 constexpr unsigned kWorkers = 11;
 constexpr unsigned kWaiting = 50;
+constexpr unsigned kQueued = 30;
 
 class ShutdownTest : public AdapterTest {
 protected:
     ShutdownTest() {
         Put(m_info.serverAddr, "192.168.1.10");
+        Put(m_photos.serverAddr, "https://192.168.1.20");
+        Put(m_photos.account, "operator");
+        Put(m_photos.password, "sealed-password");
+        Fake().plainTextByDomain["QuorUIConf"] = "password";
         Network().onRequest = [this](const HttpRequest&) {
             gate.Pass();
-            HttpAnswer answer;
-            answer.body = R"({"content":[]})";
-            return answer;
+            return Answer(R"({"content":[]})");
         };
     }
 
-    void Request() { EXPECT_EQ(Http().CloudQueryConfList(&m_info), 0U); }
+    void RequestList() { EXPECT_EQ(Http().CloudQueryConfList(&m_info), 0U); }
+    // Photo queries do not wait for each other: all workers send theirs at the same time.
+    void RequestPhotos() { EXPECT_EQ(Http().CloudQueryFacePhoto(&m_photos), 0U); }
 
-    // Everything that was requested, taken out of the queue by the dispatcher. Of the pool only the frees are
-    // seen from outside.
+    // The copies that were given back so far are so many. Of the pool only these are seen from outside.
+    template <typename Record>
     static void WaitForFrees(unsigned count) {
-        while (Frees() < count) {
+        while (Frees<Record>() < count) {
             std::this_thread::yield();
         }
     }
+    template <typename Record>
     static unsigned Frees() {
         const std::lock_guard<std::mutex> guard(Fake().mutex);
         unsigned frees = 0;
         for (const BlockRecord& block : Fake().freedBlocks) {
-            frees += block.sizeBytes == sizeof(TagQuorAiKelInfo) ? 1U : 0U;
+            frees += block.sizeBytes == sizeof(Record) ? 1U : 0U;
         }
         return frees;
+    }
+    // Returns once the dispatcher has taken all that is queued.
+    static void WaitUntilTaken() {
+        TagAiCloudSrvResult record = {};
+        while (Adapter::Pop(record)) {
+            Adapter::Push(record);
+            std::this_thread::yield();
+        }
     }
 
     Gate gate;
     TagQuorAiKelInfo m_info = {};
+    TagQuorAiFacePhotoParam m_photos = {};
 };
 
-// One participant query runs at a time, because the buffer is one; the other workers wait for it.
-TEST_F(ShutdownTest, WhatWorkersTookRunsToItsEndAndWhatIsTooMuchIsDropped) {
+// Of 93 requests 11 run and 50 wait, and these run to their end. The next one is dropped by the pool, one is
+// with the dispatcher when the workers go, and the 30 in the queue are lost.
+TEST_F(ShutdownTest, WhatWorkersTookRunsAndTheRestIsDroppedOrLost) {
     StartAll();
-    for (unsigned i = 0; i < kWorkers + kWaiting; ++i) {
-        Request();
+    for (unsigned i = 0; i < kWorkers; ++i) {
+        RequestPhotos();
     }
-    gate.WaitForArrivals(1);
-    // The workers hold 11 and the pool 50; of further ones the copies are freed at once. Until the workers
-    // have taken theirs, requests may still find room.
-    unsigned dropped = 0;
-    unsigned requested = kWorkers + kWaiting;
-    while (dropped < 5) {
-        Request();
-        ++requested;
-        while (true) {
-            TagAiCloudSrvResult record = {};
-            if (!Adapter::Pop(record)) {
-                break;
-            }
-            Adapter::RunOnPool(record);  // as the dispatcher would
-        }
-        dropped = Frees();
+    gate.WaitForArrivals(kWorkers);
+    for (unsigned i = 0; i < kWaiting + 1; ++i) {
+        RequestPhotos();
     }
-    std::thread stopper([] { EXPECT_EQ(Adapter::Http().CloudHttpUninit(), 0); });
-    gate.Open();
-    stopper.join();
-    ResetAdapter();
-    EXPECT_EQ(Frees(), requested);
-    EXPECT_LE(observer->results.size(), kWorkers + kWaiting);
-    EXPECT_GE(observer->results.size(), kWaiting);
-    EXPECT_EQ(Network().requests.size(), observer->results.size());
-}
-
-// The records that nobody took are dropped as they are; their copies are the loss that stays.
-TEST_F(ShutdownTest, QueuedCopiesAreLost) {
-    ASSERT_TRUE(Adapter::StartWithoutThreads());
-    Adapter::CountUser();
-    Request();
-    std::vector<unsigned char> picture(sizeof(tagAI_FACE_S_DETECT_INFO) + 3);
-    tagAI_FACE_S_DETECT_INFO head = {};
-    head.picLen = 3;
-    std::memcpy(picture.data(), &head, sizeof(head));
-    EXPECT_EQ(Http().CloudFaceRecogPhoto(reinterpret_cast<tagAI_FACE_S_DETECT_INFO*>(picture.data())), 0U);
-    TagQuorAiFacePhotoParam photos = {};
-    EXPECT_EQ(Http().CloudQueryFacePhoto(&photos), 0U);
-    EXPECT_EQ(Http().CloudHttpUninit(), 0);
-    TagAiCloudSrvResult record = {};
-    EXPECT_FALSE(Adapter::Pop(record));
-    ExpectLost({644, 1559, 3088});
-}
-
-// The dispatcher holds a record when the workers go: it finds nobody to hand it to and frees it.
-TEST_F(ShutdownTest, ARecordThatTheDispatcherHoldsIsFreed) {
-    StartAll();
+    WaitForFrees<TagQuorAiFacePhotoParam>(1);
+    EXPECT_EQ(Frees<TagQuorAiFacePhotoParam>(), 1U);
     std::atomic<pid_t> stopperNumber{0};
     std::thread stopper;
     {
         const QuorAiComm::MutexLock lock(Adapter::ThreadPoolLock());
-        Request();
-        TagAiCloudSrvResult record = {};
-        while (true) {  // until the dispatcher has taken it
-            if (!Adapter::Pop(record)) {
-                break;
-            }
-            Adapter::Push(record);
+        RequestPhotos();
+        WaitUntilTaken();
+        for (unsigned i = 0; i < kQueued; ++i) {
+            RequestPhotos();
         }
+        {
+            const StoppedClock clock;
+            EXPECT_EQ(Http().CloudQueryFacePhoto(&m_photos), kRefused);
+        }
+        EXPECT_EQ(Frees<TagQuorAiFacePhotoParam>(), 2U) << "the refused one's";
         stopper = std::thread([&] {
             stopperNumber = ThreadNumber();
             EXPECT_EQ(Adapter::Http().CloudHttpUninit(), 0);
         });
         WaitUntilAsleep(stopperNumber);
     }
+    EXPECT_EQ(Network().requests.size(), kWorkers);
     gate.Open();
     stopper.join();
-    WaitForFrees(1);
-    ResetAdapter();
-    EXPECT_EQ(Frees(), 1U);
+    EXPECT_EQ(Network().requests.size(), kWorkers + kWaiting);
+    WaitForFrees<TagQuorAiFacePhotoParam>(kWorkers + kWaiting + 3);
+    EXPECT_EQ(Frees<TagQuorAiFacePhotoParam>(), kWorkers + kWaiting + 3);
+    ExpectLost(std::vector<unsigned>(kQueued, sizeof(TagQuorAiFacePhotoParam)));
+}
+
+// Queue, workers, transport, buffers.
+TEST_F(ShutdownTest, TheStopHasItsOrder) {
+    Start();
+    Adapter::CountUser();
+    Adapter::StartPool(1);
+    std::atomic<pid_t> stopperNumber{0};
+    bool queueIsEmpty = false;
+    Network().onRequest = [&](const HttpRequest& request) {
+        if (request.synchronous) {  // what a worker runs while the stopper waits for it
+            gate.Pass();
+            WaitUntilAsleep(stopperNumber);
+            TagAiCloudSrvResult record = {};
+            queueIsEmpty = !Adapter::Pop(record);
+            Fake().Mark("worker");
+        }
+        return Answer(R"({"content":[]})");
+    };
+    // What the end of the transport tells; with the workers and before the buffers.
+    observer->onUpdate = [](const auto& result) {
+        if (result.id == AI_SUB_ID_REPORT_SIGN_IN) {
+            EXPECT_FALSE(Adapter::HasPool());
+            EXPECT_NE(Adapter::Photos(), nullptr);
+            EXPECT_NE(Adapter::Sites(), nullptr);
+        }
+    };
+    RequestList();
+    TagAiCloudSrvResult record = {};
+    ASSERT_TRUE(Adapter::Pop(record));
+    Adapter::RunOnPool(record);
+    gate.WaitForArrivals(1);
+    RequestList();
+    Network().holdAnswers = true;
+    TagQuorAiReportSiginIn report = {};
+    report.reportCount = 1;
+    Put(report.serverAddr, "192.168.1.10");
+    EXPECT_EQ(Http().CloudReportSignInInfo(report), 0U);
+    Fake().ClearRecords();
+    gate.Open();
+    std::thread stopper([&] {
+        stopperNumber = ThreadNumber();
+        EXPECT_EQ(Adapter::Http().CloudHttpUninit(), 0);
+    });
+    stopper.join();
+    EXPECT_TRUE(queueIsEmpty);
+    // The frees are those of the worker's answer (three) and copy, of the TLS block, of the report's copy and
+    // of the two buffers.
+    EXPECT_THAT(Fake().Trail({Fn::MutexLock, Fn::MutexUnlock, Fn::ModuleLog, Fn::HeapAlloc}),
+                ElementsAre("worker", "HeapFree", "HeapFree", "HeapFree", "Notify 10", "HeapFree", "HeapFree",
+                            "HttpUninit", "Notify 14", "HeapFree", "HttpRelease", "HeapFree", "HeapFree"));
+    ExpectLost({sizeof(TagQuorAiKelInfo)});
+}
+
+// The records that nobody took are dropped as they are; their copies are the loss that stays.
+TEST_F(ShutdownTest, QueuedCopiesAreLost) {
+    ASSERT_TRUE(Adapter::StartWithoutThreads());
+    Adapter::CountUser();
+    RequestList();
+    std::vector<unsigned char> picture(sizeof(tagAI_FACE_S_DETECT_INFO) + 3);
+    tagAI_FACE_S_DETECT_INFO head = {};
+    head.picLen = 3;
+    std::memcpy(picture.data(), &head, sizeof(head));
+    EXPECT_EQ(Http().CloudFaceRecogPhoto(reinterpret_cast<tagAI_FACE_S_DETECT_INFO*>(picture.data())), 0U);
+    RequestPhotos();
+    EXPECT_EQ(Http().CloudHttpUninit(), 0);
+    TagAiCloudSrvResult record = {};
+    EXPECT_FALSE(Adapter::Pop(record));
+    ExpectLost({644, 1559, 3088});
 }
 
 TEST_F(ShutdownTest, OutstandingAnswersAreToldBeforeTheStopReturns) {
@@ -162,7 +210,7 @@ TEST_F(ShutdownTest, StartedAgainWithinHalfASecondItWorks) {
         Gate told;
         told.Open();
         observer->onUpdate = [&](const auto&) { told.Pass(); };
-        Request();
+        RequestList();
         told.WaitForArrivals(1);
         ASSERT_EQ(Http().CloudHttpUninit(), 0);
         ASSERT_EQ(Http().CloudHttpInit(), 0);

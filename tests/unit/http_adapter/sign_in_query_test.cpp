@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "async_request_fixture.h"
 #include "common/scope.h"
-#include "support/adapter_test.h"
 
 namespace QuorTest {
 namespace {
@@ -30,17 +30,9 @@ std::string Repeated(const std::string& item, int count) {
     return text;
 }
 
-HttpAnswer Answer(const std::string& body, unsigned long status = 200) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.body = body;
-    return answer;
-}
-
-class SignInQueryTest : public AdapterTest {
+class SignInQueryTest : public AsyncRequestTest {
 protected:
     SignInQueryTest() {
-        Start();
         Put(query.serverAddr, "kel.example.org");
         query.serverPort = 443;
         Put(query.confId, "conf-1");
@@ -50,21 +42,11 @@ protected:
     }
 
     unsigned Query() { return Http().CloudQuerySignInInfo(query); }
+    unsigned Send() override { return Query(); }
     void QueryWith(const HttpAnswer& answer) {
         Network().script = {answer};
         EXPECT_EQ(Query(), 0U);
     }
-    // Refused before anything was sent, with these lines.
-    void ExpectRefused(const std::vector<LogLine>& lines) {
-        EXPECT_EQ(Query(), kRefused);
-        EXPECT_EQ(Logs(), lines);
-        EXPECT_THAT(Network().requests, IsEmpty());
-        EXPECT_THAT(observer->results, IsEmpty());
-        EXPECT_EQ(Fake().LiveBlocks().size(), 3U);  // what Start holds
-        Fake().ClearFaults();
-        Fake().ClearRecords();
-    }
-    unsigned CallbackResult() { return Network().requests.at(0).callbackResult; }
     // The answer fails with these lines and is told to nobody.
     void ExpectDropped(const HttpAnswer& answer, const std::vector<LogLine>& lines) {
         Fake().ClearRecords();
@@ -172,9 +154,7 @@ TEST_F(SignInQueryTest, WhatCanFailBeforeTheSend) {
     ExpectRefused({AE("<CloudQuerySignInInfo> malloc query info fail")});
     Fake().FailCall(Fn::MemcpyS, 1);
     ExpectRefused({AE("<CloudQuerySignInInfo> memcpy_s query info fail")});
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_ASYN_SEND_PARAM);
-    };
+    FailClearOf(sizeof(tagHTTP_S_ASYN_SEND_PARAM));
     ExpectRefused({AE("<CloudQuerySignInInfo> memset_s error!")});
 }
 
@@ -184,7 +164,7 @@ TEST_F(SignInQueryTest, TheHeaderIsWipedAfterTheSend) {
 }
 
 TEST_F(SignInQueryTest, AWipeThatFailsIsLoggedAndTheSendCounts) {
-    Fake().boundedFault = [](const BoundedCall& call) { return call.fn == Fn::MemsetS && call.count == 576; };
+    FailClearOf(576);
     QueryWith(Answer(List("")));
     EXPECT_THAT(Logs(), ElementsAre(AE("<CloudQuerySignInInfo> memset_s header fail")));
     EXPECT_EQ(observer->results.size(), 1U);
@@ -197,22 +177,6 @@ TEST_F(SignInQueryTest, TheAnswerMayComeLater) {
     Network().Complete(0, Answer(List(kPerson.Text())));
     ASSERT_EQ(observer->results.size(), 1U);
     EXPECT_EQ(observer->As<TagQuorAiGetSignIn>(0).checkedIn, 1);
-}
-
-TEST_F(SignInQueryTest, ASendThatFailsInTheTransportReturnsItsCodeAndFreesTheCopyByTheCallback) {
-    Fake().FailCall(Fn::HttpAsynSend, 1);
-    Fake().SetFailResult(Fn::HttpAsynSend, 101);
-    EXPECT_EQ(Query(), 101U);
-    EXPECT_THAT(Logs(), ElementsAre(AE("<GetErrorCode>: Send func ret =  101")));
-    EXPECT_THAT(observer->results, IsEmpty());
-}
-
-// Only the callback frees the copy, and here it never runs.
-TEST_F(SignInQueryTest, ACopyIsLostWhenTheTransportIsNotAsked) {
-    Fake().FailCall(Fn::CertPath, 1);
-    EXPECT_EQ(Query(), kRefused);
-    EXPECT_THAT(Network().requests, IsEmpty());
-    ExpectLost({464});
 }
 
 TEST_F(SignInQueryTest, BadAnswersAreDropped) {
@@ -328,34 +292,6 @@ TEST_F(SignInQueryTest, NullArguments) {
                                     AE("<ParseSignedUniqueField>: array item is null")));
 }
 
-TEST_F(SignInQueryTest, AnAnswerWithoutUserDataIsReleased) {
-    Network().holdAnswers = true;
-    Query();
-    void* copy = Network().requests.at(0).userData;
-    Network().onRequest = nullptr;
-    Fake().ClearFaults();
-    // The callback as the transport would run it, with the user data gone.
-    Network().Complete(0, Answer(List("")));
-    EXPECT_EQ(Network().requests.at(0).releases, 1U);
-    EXPECT_NE(copy, nullptr);
-    const std::size_t violations = Fake().violations.size();
-    EXPECT_EQ(Adapter::SignInAnswer(0, HTTP_ERRORCODE_OK, nullptr, nullptr), kRefused);
-    EXPECT_THAT(Logs(), ElementsAre(AE("<QuerySignInRspNotify> queryInfo is nullptr")));
-    EXPECT_EQ(Fake().violations.size(), violations + 1) << "the handle is given back here too";
-    Fake().violations.clear();
-}
-
-TEST_F(SignInQueryTest, WithoutAnInstanceNobodyIsTold) {
-    Network().holdAnswers = true;
-    Query();
-    AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
-    Fake().FailCall(Fn::NothrowNew, 1);
-    Network().Complete(0, Answer(List("")));
-    Adapter::ExchangeInstance(instance);
-    EXPECT_THAT(Logs(), ElementsAre(AE("httpAdapter is nullptr")));
-    EXPECT_EQ(CallbackResult(), kRefused);
-}
-
 TEST_F(SignInQueryTest, TheTraceHasTwoBlanksBeforeThePage) {
     Fake().traceLevel = 3;
     QueryWith(Answer(List("")));
@@ -368,12 +304,6 @@ TEST_F(SignInQueryTest, TheHandleGoesLast) {
     EXPECT_EQ(Fake().Trail({Fn::MutexLock, Fn::MutexUnlock, Fn::LoginInit, Fn::LoginToken, Fn::CertPath}),
               (std::vector<std::string>{"HeapAlloc", "HttpAsynSend", "HeapAlloc", "Notify 13", "HeapFree",
                                         "HeapFree", "HttpRelease"}));
-}
-
-TEST_F(SignInQueryTest, AnObserverThatThrowsDoesNotReachTheTransport) {
-    observer->onUpdate = [](const auto&) { throw std::runtime_error("observer"); };
-    QueryWith(Answer(List("")));
-    EXPECT_EQ(CallbackResult(), kRefused);
 }
 
 }  // namespace

@@ -4,15 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "support/adapter_test.h"
+#include "async_request_fixture.h"
 
 namespace QuorTest {
 namespace {
 
-class SignInReportTest : public AdapterTest {
+class SignInReportTest : public AsyncRequestTest {
 protected:
     SignInReportTest() {
-        Start();
         Put(report.confId, "conf-1");
         report.reportCount = 2;
         Put(report.serverAddr, "192.168.1.10");
@@ -27,23 +26,11 @@ protected:
     }
 
     unsigned Report() { return Http().CloudReportSignInInfo(report); }
+    unsigned Send() override { return Report(); }
     unsigned ReportWith(unsigned long status) {
         Network().answer.status = status;
         return Report();
     }
-    // Refused before anything was sent, with these lines.
-    void ExpectRefused(const std::vector<LogLine>& lines) {
-        EXPECT_EQ(Report(), kRefused);
-        EXPECT_EQ(Logs(), lines);
-        EXPECT_THAT(Network().requests, IsEmpty());
-        EXPECT_THAT(observer->results, IsEmpty());
-        EXPECT_EQ(Fake().LiveBlocks().size(), 3U);  // what Start holds
-        EXPECT_EQ(Fake().LiveCJsonBlocks(), 0U);
-        namesResolved += Network().dnsCalls.size();
-        Fake().ClearFaults();
-        Fake().ClearRecords();
-    }
-    std::size_t namesResolved = 0;  // for the refused reports
 
     TagQuorAiReportSiginIn report = {};
 };
@@ -57,7 +44,7 @@ TEST_F(SignInReportTest, TellsTheAcceptedReportByteForByte) {
     EXPECT_EQ(observer->results[0].id, AI_SUB_ID_REPORT_SIGN_IN);
     ASSERT_EQ(observer->results[0].len, 5872U);
     EXPECT_EQ(std::memcmp(observer->results[0].bytes.data(), &report, 5872), 0);
-    EXPECT_EQ(Network().requests.at(0).callbackResult, 0U);
+    EXPECT_EQ(CallbackResult(), 0U);
     EXPECT_THAT(Logs(), IsEmpty());
 }
 
@@ -71,7 +58,7 @@ TEST_F(SignInReportTest, ARefusedReportIsToldAndTheCallbackSucceeds) {
     report.result = 1;  // whatever the application left there
     EXPECT_EQ(ReportWith(403), 0U);
     EXPECT_EQ(observer->As<TagQuorAiReportSiginIn>(0).result, 0);
-    EXPECT_EQ(Network().requests.at(0).callbackResult, 0U);
+    EXPECT_EQ(CallbackResult(), 0U);
     EXPECT_THAT(Logs(), ElementsAre(AE("<GetErrorCode>: http status code = 403"),
                                     AE("<ReportSignInRspNotify>: 2 signin infos report failed")));
 }
@@ -136,13 +123,17 @@ TEST_F(SignInReportTest, AnyOtherSourceIsTheLoginClient) {
     }
 }
 
-TEST_F(SignInReportTest, AnOwnTokenWithoutEndIsRefused) {
+TEST_F(SignInReportTest, AnOwnTokenWithoutEndIsReadToItsEndOnly) {
     report.tokenSource = 1;
     FillWhole(report.ownToken);
-    ExpectRefused({AE("<GenerateReportHeader> strcpy_s token value fail"), kHeaderFailed});
-    report.ownToken[130] = '\0';
     EXPECT_EQ(Report(), 0U);
-    EXPECT_EQ(Network().requests.at(0).headers.at(0).second, std::string(130, 'x'));
+    EXPECT_EQ(Network().requests.at(0).headers.at(0).second, std::string(131, 'x'));
+}
+
+TEST_F(SignInReportTest, AnOwnTokenThatCannotBeCopied) {
+    report.tokenSource = 1;
+    Fake().FailCall(Fn::StrncpyS, 1);
+    ExpectRefused({AE("<GenerateReportHeader> strcpy_s token value fail"), kHeaderFailed});
 }
 
 // The count comes before any network activity.
@@ -198,22 +189,12 @@ TEST_F(SignInReportTest, WhatCanFailBeforeTheSend) {
 
 // There is no text for it.
 TEST_F(SignInReportTest, ARequestRecordThatCannotBeClearedFailsWithoutAWord) {
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == sizeof(tagHTTP_S_ASYN_SEND_PARAM);
-    };
+    FailClearOf(sizeof(tagHTTP_S_ASYN_SEND_PARAM));
     ExpectRefused({});
 }
 
 TEST_F(SignInReportTest, EveryAllocationOfTheBodyMayFail) {
-    Report();
-    const unsigned calls = Fake().CountOf(Fn::CJsonAlloc);
-    Fake().ClearRecords();
-    observer->results.clear();
-    EXPECT_GT(calls, 20U);
-    for (unsigned nth = 1; nth <= calls; ++nth) {
-        Fake().FailCall(Fn::CJsonAlloc, nth);
-        ExpectRefused({AE("<CloudReportSignInInfo> GenerateReportBody null")});
-    }
+    ExpectRefusedWithoutMemoryForTheBody(AE("<CloudReportSignInInfo> GenerateReportBody null"), 20);
 }
 
 TEST_F(SignInReportTest, HeadersOfAnotherNumber) {
@@ -235,9 +216,7 @@ TEST_F(SignInReportTest, NoTokenStaysBehind) {
 }
 
 TEST_F(SignInReportTest, AWipeThatFailsIsLoggedAndTheSendCounts) {
-    Fake().boundedFault = [](const BoundedCall& call) {
-        return call.fn == Fn::MemsetS && call.count == 1152;
-    };
+    FailClearOf(1152);
     EXPECT_EQ(Report(), 0U);
     EXPECT_THAT(Logs(), ElementsAre(AE("<CloudReportSignInInfo> memset_s header fail")));
 }
@@ -258,37 +237,6 @@ TEST_F(SignInReportTest, TheAnswerMayComeLaterAndTheTransportMayEndFirst) {
     ASSERT_EQ(observer->results.size(), 1U);
     EXPECT_EQ(std::memcmp(observer->results[0].bytes.data(), &sent, 5736), 0);
     EXPECT_EQ(observer->As<TagQuorAiReportSiginIn>(0).result, 0);
-}
-
-// Only the callback frees the copy, and here it never runs.
-TEST_F(SignInReportTest, ACopyIsLostWhenTheTransportIsNotAsked) {
-    Fake().FailCall(Fn::CertPath, 1);
-    EXPECT_EQ(Report(), kRefused);
-    ExpectLost({5872});
-}
-
-TEST_F(SignInReportTest, AnAnswerWithoutUserData) {
-    EXPECT_EQ(Adapter::ReportAnswer(0, HTTP_ERRORCODE_OK, nullptr, nullptr), kRefused);
-    EXPECT_THAT(Logs(), ElementsAre(AE("<ReportSignInRspNotify> reportSignInfo is nullptr")));
-    EXPECT_EQ(Fake().CountOf(Fn::HttpRelease), 1U);
-    Fake().violations.clear();  // the handle was none
-}
-
-TEST_F(SignInReportTest, WithoutAnInstanceNobodyIsTold) {
-    Network().holdAnswers = true;
-    Report();
-    AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
-    Fake().FailCall(Fn::NothrowNew, 1);
-    Network().Complete(0, {});
-    Adapter::ExchangeInstance(instance);
-    EXPECT_THAT(Logs(), ElementsAre(AE("httpAdapter is nullptr")));
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
-}
-
-TEST_F(SignInReportTest, AnObserverThatThrowsDoesNotReachTheTransport) {
-    observer->onUpdate = [](const auto&) { throw std::runtime_error("observer"); };
-    EXPECT_EQ(Report(), 0U);
-    EXPECT_EQ(Network().requests.at(0).callbackResult, kRefused);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The bounded queue and its waits. Threads that must wait before something happens are known to wait; periods
-// are only ever checked to be at least as long as they must be.
+// The bounded queue and its waits. Threads that must wait before something happens are known to wait; how
+// long a wait may last is told by a clock that stands still.
 #include "thread_pool/queue.h"
 
 #include <array>
@@ -12,6 +12,7 @@
 
 #include "quor_ai/result.h"
 #include "support/http_test.h"
+#include "support/stopped_clock.h"
 #include "support/thread_state.h"
 
 namespace QuorTest {
@@ -22,12 +23,11 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t kCapacity = 30;
 constexpr milliseconds kNoWait{0};
-constexpr milliseconds kShort{30};
+constexpr milliseconds kTimeout{30};
 constexpr milliseconds kForEver = std::chrono::hours(24);
 
 class QueueTest : public HttpTest {
 protected:
-    using Clock = std::chrono::system_clock;
     using IntQueue = ThreadSafeQueue<int, kCapacity>;
 
     void Fill() {
@@ -78,9 +78,9 @@ TEST_F(QueueTest, TheRecordOfARequestIsCopiedAsItIs) {
 
 TEST_F(QueueTest, AFullQueueRefusesAfterTheWholeTimeout) {
     Fill();
-    const auto start = Clock::now();
-    EXPECT_FALSE(m_queue.WaitAndPush(99, kShort));
-    EXPECT_GE(Clock::now() - start, kShort);
+    const StoppedClock clock;
+    EXPECT_FALSE(m_queue.WaitAndPush(99, kTimeout));
+    EXPECT_THAT(clock.Waits(), ElementsAre(kTimeout));
     int item = -1;
     for (int i = 0; i < static_cast<int>(kCapacity); ++i) {
         ASSERT_TRUE(m_queue.WaitAndPop(item, kNoWait));
@@ -91,9 +91,9 @@ TEST_F(QueueTest, AFullQueueRefusesAfterTheWholeTimeout) {
 
 TEST_F(QueueTest, AnEmptyQueueLeavesTheOutputAfterTheWholeTimeout) {
     int item = 77;
-    const auto start = Clock::now();
-    EXPECT_FALSE(m_queue.WaitAndPop(item, kShort));
-    EXPECT_GE(Clock::now() - start, kShort);
+    const StoppedClock clock;
+    EXPECT_FALSE(m_queue.WaitAndPop(item, kTimeout));
+    EXPECT_THAT(clock.Waits(), ElementsAre(kTimeout));
     EXPECT_EQ(item, 77);
 }
 
@@ -141,15 +141,56 @@ TEST_F(QueueTest, TheLongestTimeoutIsNoOverflow) {
     EXPECT_EQ(item, 5);
 }
 
+// A wait by any other clock would really last that long.
 TEST_F(QueueTest, DeadlinesAreThoseOfTheSystemClock) {
-    // Counted from an hour ago, a deadline in less than an hour has passed already.
-    Network().lateClockReadings = 1;
+    const StoppedClock clock;
     int item = 77;
-    EXPECT_FALSE(m_queue.WaitAndPop(item, std::chrono::minutes(59)));
-    EXPECT_EQ(Network().lateClockReadings, 0U);
+    EXPECT_FALSE(m_queue.WaitAndPop(item, kForEver));
     Fill();
-    Network().lateClockReadings = 1;
-    EXPECT_FALSE(m_queue.WaitAndPush(1, std::chrono::minutes(59)));
+    EXPECT_FALSE(m_queue.WaitAndPush(1, kForEver));
+    EXPECT_THAT(clock.Waits(), ElementsAre(kForEver, kForEver));
+}
+
+// What is woken and finds nothing waits on until the same moment.
+TEST_F(QueueTest, WakesForNothingDoNotProlongAWait) {
+    StoppedClock clock;
+    unsigned wakes = 0;
+    clock.onWait = [&] {
+        clock.Advance(milliseconds(10));
+        return ++wakes % 3 != 0;
+    };
+    int item = 77;
+    EXPECT_FALSE(m_queue.WaitAndPop(item, kTimeout));
+    Fill();
+    EXPECT_FALSE(m_queue.WaitAndPush(1, kTimeout));
+    EXPECT_THAT(clock.Waits(), ElementsAre(milliseconds(30), milliseconds(20), milliseconds(10),
+                                           milliseconds(30), milliseconds(20), milliseconds(10)));
+}
+
+TEST_F(QueueTest, WhatComesAtTheDeadlineIsTaken) {
+    StoppedClock clock;
+    clock.onWait = [this] {
+        EXPECT_TRUE(m_queue.WaitAndPush(5, kNoWait));
+        return false;
+    };
+    int item = 77;
+    EXPECT_TRUE(m_queue.WaitAndPop(item, kTimeout));
+    EXPECT_EQ(item, 5);
+}
+
+TEST_F(QueueTest, EveryPushAndEveryPopWakesOne) {
+    const StoppedClock clock;
+    int item = 77;
+    EXPECT_TRUE(m_queue.WaitAndPush(1, kNoWait));
+    EXPECT_EQ(clock.Notifications(), 1U);
+    EXPECT_TRUE(m_queue.WaitAndPop(item, kNoWait));
+    EXPECT_EQ(clock.Notifications(), 2U);
+    EXPECT_FALSE(m_queue.WaitAndPop(item, kNoWait));
+    Fill();
+    EXPECT_EQ(clock.Notifications(), 2U + kCapacity);
+    EXPECT_FALSE(m_queue.WaitAndPush(1, kNoWait));
+    EXPECT_EQ(clock.Notifications(), 2U + kCapacity);
+    EXPECT_THAT(clock.Waits(), ::testing::Each(kNoWait));
 }
 
 TEST_F(QueueTest, ClearEmptiesAFullQueue) {
@@ -165,19 +206,18 @@ TEST_F(QueueTest, ClearEmptiesAFullQueue) {
 }
 
 TEST_F(QueueTest, ClearWakesNobodySoAWaitingPushGetsInAtItsDeadline) {
-    constexpr milliseconds kTimeout{300};
     Fill();
-    bool pushed = false;
-    Clock::duration waited{};
-    std::thread pusher = Waiting([&] {
-        const auto start = Clock::now();
-        pushed = m_queue.WaitAndPush(99, kTimeout);
-        waited = Clock::now() - start;
-    });
-    m_queue.Clear();
-    pusher.join();
-    EXPECT_TRUE(pushed) << "there is room when it looks again";
-    EXPECT_GE(waited, kTimeout);
+    StoppedClock clock;
+    unsigned woken = 0;
+    clock.onWait = [&] {
+        const unsigned before = clock.Notifications();
+        m_queue.Clear();
+        woken = clock.Notifications() - before;
+        return false;
+    };
+    EXPECT_TRUE(m_queue.WaitAndPush(99, kTimeout)) << "there is room when it looks again";
+    EXPECT_EQ(woken, 0U);
+    EXPECT_THAT(clock.Waits(), ElementsAre(kTimeout));
     int item = -1;
     EXPECT_TRUE(m_queue.WaitAndPop(item, kNoWait));
     EXPECT_EQ(item, 99);

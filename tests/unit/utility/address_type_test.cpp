@@ -104,10 +104,21 @@ TEST_F(AddressTypeTest, AnUnterminatedFieldIsReadToItsEndAndNoFurther) {
     std::memcpy(record.address, "192.168.1.10", 12);
     EXPECT_EQ(HttpProtocol::GetAddressType(record.address, 12), kIpv4) << "a literal that fills its field";
     EXPECT_EQ(Network().dnsCalls.size(), 1U);
-    char longest[300];
-    FillWhole(longest, 'n');
-    EXPECT_EQ(HttpProtocol::GetAddressType(longest, sizeof(longest)), kIpv4);
-    EXPECT_EQ(Network().dnsCalls.at(1).host, std::string(255, 'n'));
+}
+
+// Of larger ones no more than that: no name is as long.
+TEST_F(AddressTypeTest, AnUnterminatedFieldOfTheLargestRecordIsReadWhole) {
+    Network().addressResult = 3;
+    Network().serviceResult = 4;
+    char record[256];
+    FillWhole(record, 'n');
+    EXPECT_EQ(HttpProtocol::GetAddressType(record, sizeof(record)), kUnusable);
+    EXPECT_EQ(Network().dnsCalls.at(0).host, std::string(256, 'n'));
+    EXPECT_EQ(std::string(record, sizeof(record)), std::string(256, 'n'));
+    char larger[300];
+    FillWhole(larger, 'n');
+    EXPECT_EQ(HttpProtocol::GetAddressType(larger, sizeof(larger)), kUnusable);
+    EXPECT_EQ(Network().dnsCalls.at(2).host, std::string(256, 'n'));
 }
 
 }  // namespace

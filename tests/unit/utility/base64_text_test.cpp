@@ -125,5 +125,16 @@ TEST_F(Base64Test, ATextThatDoesNotDecode) {
     EXPECT_EQ(Logs().size(), 3U);
 }
 
+TEST_F(Base64Test, ABlockWithoutBytesIsAFailureAndStaysTheCallers) {
+    Fake().SetFailResult(Fn::Base64Decode, 0);
+    Fake().FailCall(Fn::Base64Decode, 1);
+    const Json item(cJSON_CreateString("b3BlcmF0b3I="));
+    EXPECT_EQ(Decode(item.get()), kFailed);
+    EXPECT_THAT(Logs(), ElementsAre(UE("<AiUtilityDecodeBase64> QUOR_BASE64Decode failed")));
+    EXPECT_EQ(Fake().CountOf(Fn::Base64Free), 0U);
+    ASSERT_NE(m_bytes, nullptr);
+    QUOR_BASE64Free(m_bytes);
+}
+
 }  // namespace
 }  // namespace QuorTest

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "support/every_fault.h"
 #include "support/http_test.h"
 
 namespace QuorTest {
@@ -89,33 +90,18 @@ protected:
         Fake().ClearRecords();
     }
 
-    // Runs the operation with the nth call of fn failing; false when there were fewer calls.
-    static bool Break(Fn fn, unsigned nth, FailMode mode) {
-        Prepare();
-        Fake().FailCall(fn, nth, mode);
-        GetParam().run();
-        const bool hit = Fake().FaultHit(fn);
+    static void ExpectClean(const std::string& where) {
         CheckLogArguments();
         Fake().ClearFaults();
         HttpAccess::Reset();
-        CheckClean(std::string(GetParam().name) + ": " + FnName(fn) + " " + std::to_string(nth) +
-                   (mode == FailMode::kOnce ? " once" : " and ever after"));
-        return hit;
+        CheckClean(where);
     }
 };
 
 TEST_P(UtilityTortureTest, EveryCallFailsInTurn) {
-    unsigned broken = 0;
-    for (std::size_t i = 0; i < kFnCount; ++i) {
-        for (const FailMode mode : {FailMode::kOnce, FailMode::kFromThenOn}) {
-            unsigned nth = 1;
-            while (Break(static_cast<Fn>(i), nth, mode) && !HasFailure()) {
-                ++nth;
-                ++broken;
-            }
-        }
-    }
-    EXPECT_GT(broken, 2U);
+    const unsigned faults = ForEveryFault(
+        Prepare, [] { GetParam().run(); }, ExpectClean);
+    EXPECT_GT(faults, 2U);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, UtilityTortureTest, ::testing::ValuesIn(AllOperations()),
