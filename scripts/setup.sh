@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# setup.sh GROUP... - installs what is missing of the named groups: build test sanitize lint bench fuzz interop.
+# setup.sh GROUP... - installs what is missing of the named groups: build test sanitize lint docs bench fuzz interop.
 #
 # Looks first and touches nothing, network included, when everything is there. Made for Debian 12; on another
 # system it names what is needed and leaves the rest to CMake. QUOR_REPLACE_BOOST=1 lets it replace an older
@@ -18,7 +18,8 @@ packagesOf() {
     case $1 in
         build)
             echo g++:g++ cmake:cmake ninja-build:ninja pkg-config:pkg-config libboost1.81-dev libssl-dev \
-                libcjson-dev libspdlog-dev libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libc-ares-dev
+                libcjson-dev libspdlog-dev libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libc-ares-dev \
+                libmagick++-6.q16-dev
             ;;
         test) echo libgtest-dev libgmock-dev python3:python3 openssl:openssl dnsmasq-base ;;
         sanitize) echo clang-14:clang-14 libclang-rt-14-dev llvm-14:llvm-symbolizer-14 ;;
@@ -26,10 +27,11 @@ packagesOf() {
             echo clang-14:clang-14 clang-tidy-14:clang-tidy-14 clang-format-14:clang-format-14 \
                 shellcheck:shellcheck python3:python3 git:git
             ;;
+        docs) echo doxygen:doxygen mandoc:mandoc python3:python3 git:git ;;
         bench) echo libbenchmark-dev valgrind:valgrind ;;
         fuzz) echo libgtest-dev libgmock-dev ;;
         interop) echo ;;
-        *) fail "unknown group '$1'; groups are: build test sanitize lint bench fuzz interop" ;;
+        *) fail "unknown group '$1'; groups are: build test sanitize lint docs bench fuzz interop" ;;
     esac
 }
 

@@ -4,6 +4,7 @@
 #include <sstream>
 #include <vector>
 
+#include "answer_commands.h"
 #include "http_commands.h"
 #include "names.h"
 #include "report.h"
@@ -140,6 +141,9 @@ constexpr Command kCommands[] = {
     {"thaw", ThawCommand, "thaw  let frozen links go on"},
     {"malformed", MalformedCommand, "malformed [form]  send every link a frame that is none"},
     {"publish", PublishCommand, "publish DESTINATION BODY  send a message to its subscribers"},
+    {"publish-faulty", PublishFaultyCommand,
+     "publish-faulty DESTINATION SETTING... JSON  as publish, with members missing, of another type or too "
+     "long"},
     {"refuse", RefuseCommand, "refuse [STATUS] [TIMES]  answer upgrades with an HTTP status"},
     {"refuse-connect", RefuseConnectCommand, "refuse-connect [TEXT]  answer the next CONNECT with ERROR"},
     {"certificate", CertificateCommand,
@@ -150,6 +154,12 @@ constexpr Command kCommands[] = {
     {"slow", SlowCommand, "slow [BYTES]  send at most so many bytes a second on each link"},
     {"mute", MuteCommand, "mute  send no heart-beats"},
     {"unmute", MuteCommand, "unmute  send heart-beats again"},
+    {"answer-fault", AnswerFaultCommand,
+     "answer-fault ANSWER SETTING...  spoil or hold the answers to such SENDs: capability, model, "
+     "managerModel"},
+    {"answer-release", AnswerReleaseCommand, "answer-release [ANSWER]  let pieces go that are held"},
+    {"answer-clear", AnswerClearCommand, "answer-clear [ANSWER]  no faulty answers any more"},
+    {"sends", SendsCommand, "sends  the latest SENDs of clients, as JSON"},
     {"people", PeopleCommand, "people CONFERENCE NUMBER  a conference with so many generated people"},
     {"http-fault", HttpFaultCommand, "http-fault ENDPOINT SETTING...  spoil the answers to such requests"},
     {"http-release", HttpReleaseCommand, "http-release [ENDPOINT]  let answers go that are held"},

@@ -1,25 +1,16 @@
 #include "http_commands.h"
 
-#include <algorithm>
+#include <charconv>
+#include <cmath>
 
 #include "names.h"
+#include "rest_fault.h"
 
 namespace quor_simulator::program {
 namespace {
 
 constexpr std::size_t kMaxPeople = 1000000;
 constexpr std::size_t kMaxDelayMs = std::size_t{3600} * 1000;
-
-/* "a,b" */
-std::vector<std::string> List(const std::string& text) {
-    std::vector<std::string> items;
-    for (std::size_t from = 0; from <= text.size();) {
-        const std::size_t comma = std::min(text.find(',', from), text.size());
-        items.push_back(text.substr(from, comma - from));
-        from = comma + 1;
-    }
-    return items;
-}
 
 /* true when value is a number from least to most, which target then is. */
 template <class Target>
@@ -39,38 +30,86 @@ bool ReadName(const std::string& value, const Named<Value> (&names)[N], Value& t
     return found.has_value();
 }
 
+/* "2,5", each a number from least to most. */
+bool ReadNumbers(const std::string& value, std::size_t least, std::size_t most,
+                 std::vector<std::size_t>& target) {
+    target.clear();
+    for (const std::string& item : SplitList(value)) {
+        const std::optional<std::size_t> number = Number(item, most);
+        if (!number || *number < least) {
+            return false;
+        }
+        target.push_back(*number);
+    }
+    return true;
+}
+
+/* "90,74.9" */
+bool ReadScores(const std::string& value, std::vector<double>& target) {
+    target.clear();
+    for (const std::string& item : SplitList(value)) {
+        double score = 0;
+        const char* end = item.data() + item.size();
+        const auto parsed = std::from_chars(item.data(), end, score);
+        if (parsed.ec != std::errc() || parsed.ptr != end || !(std::abs(score) <= kMaxScore)) {
+            return false;
+        }
+        target.push_back(score);
+    }
+    return target.size() <= kMaxResults;
+}
+
+struct Setting {
+    std::string_view key;
+    bool (*read)(const std::string& value, RestFault& fault);
+};
+
+constexpr Setting kSettings[] = {
+    {"status", [](auto& value, auto& fault) { return Read(value, 200, 599, fault.status); }},
+    {"delayMs", [](auto& value, auto& fault) { return Read(value, 0, kMaxDelayMs, fault.delay); }},
+    {"cut", [](auto& value, auto& fault) { return ReadName(value, kCutNames, fault.cut); }},
+    {"content", [](auto& value, auto& fault) { return ReadName(value, kContentNames, fault.content); }},
+    {"omit",
+     [](auto& value, auto& fault) {
+         fault.omit = SplitList(value);
+         return !value.empty();
+     }},
+    {"pageSize", [](auto& value, auto& fault) { return Read(value, 1, kMaxPeople, fault.pageSize); }},
+    {"skip", [](auto& value, auto& fault) { return Read(value, 0, kMaxPeople, fault.skip); }},
+    {"times", [](auto& value, auto& fault) { return Read(value, 1, kMaxPeople, fault.times); }},
+    {"flap", [](auto& value, auto& fault) { return Read(value, 1, kMaxPeople, fault.flap); }},
+    {"port",
+     [](auto& value, auto& fault) {
+         fault.port = FindNamed(kPortNames, value);
+         return fault.port.has_value();
+     }},
+    {"results", [](auto& value, auto& fault) { return Read(value, 0, kMaxResults, fault.results); }},
+    {"scores", [](auto& value, auto& fault) { return ReadScores(value, fault.scores); }},
+    {"photoBytes",
+     [](auto& value, auto& fault) { return ReadNumbers(value, 0, kMaxPhotoBytes, fault.photoBytes); }},
+    {"badBase64",
+     [](auto& value, auto& fault) { return ReadNumbers(value, 1, kMaxResults, fault.badBase64.emplace()); }},
+    {"failItems",
+     [](auto& value, auto& fault) { return ReadNumbers(value, 1, kMaxResults, fault.failItems); }},
+};
+
 /* word is KEY or KEY=VALUE. */
 bool ReadSetting(const std::string& word, RestFault& fault) {
-    const std::size_t equals = std::min(word.find('='), word.size());
-    const std::string key = word.substr(0, equals);
-    const std::string value = word.substr(std::min(equals + 1, word.size()));
-    if (key == "status") {
-        return Read(value, 200, 599, fault.status);
-    }
-    if (key == "delayMs") {
-        return Read(value, 0, kMaxDelayMs, fault.delay);
-    }
-    if (key == "cut") {
-        return ReadName(value, kCutNames, fault.cut);
-    }
-    if (key == "content") {
-        return ReadName(value, kContentNames, fault.content);
-    }
-    if (key == "pageSize") {
-        return Read(value, 1, kMaxPeople, fault.pageSize);
-    }
-    if (key == "skip") {
-        return Read(value, 0, kMaxPeople, fault.skip);
-    }
-    if (key == "times") {
-        return Read(value, 1, kMaxPeople, fault.times);
-    }
-    if (key == "omit" && !value.empty()) {
-        fault.omit = List(value);
+    if (word == "hold") {
+        fault.hold = true;
         return true;
     }
-    fault.hold = fault.hold || word == "hold";
-    return word == "hold";
+    if (word == "badBase64") {
+        fault.badBase64.emplace();
+        return true;
+    }
+    const std::size_t equals = word.find('=');
+    for (const Setting& setting : kSettings) {
+        if (equals != std::string::npos && setting.key == std::string_view(word).substr(0, equals)) {
+            return setting.read(word.substr(equals + 1), fault);
+        }
+    }
+    return false;
 }
 
 /* The endpoint that the line names or, as an empty optional, all of them; false: it names none that exists.
@@ -105,9 +144,12 @@ CommandAnswer HttpFaultCommand(Simulator& simulator, const Words& words) {
         good = ReadSetting(words[i], fault);
     }
     if (!good || !simulator.rest().SetFault(*endpoint, fault)) {
-        return Usage("http-fault ENDPOINT [status=N] [delayMs=N] [hold] [cut=" + ListNames(kCutNames) +
-                     "] [content=" + ListNames(kContentNames) +
-                     "] [omit=NAME,...] [pageSize=N] [skip=N] [times=N]");
+        return Usage(
+            "http-fault ENDPOINT [status=N] [delayMs=N] [hold] [cut=" + ListNames(kCutNames) +
+            "] [content=" + ListNames(kContentNames) +
+            "] [omit=NAME,...] [pageSize=N] [skip=N] [times=N] [flap=N] [port=" + ListNames(kPortNames) +
+            "] [results=N] [scores=N,...] [photoBytes=N,...] [badBase64[=PLACE,...]] "
+            "[failItems=PLACE,...]");
     }
     return Good("requests of the kind " + words[1] + " meet a fault");
 }
@@ -134,6 +176,7 @@ CommandAnswer RequestsCommand(Simulator& simulator, const Words&) {
     std::string text = Counted(requests.size(), "request");
     for (const RestRequest& request : requests) {
         text += "; " + std::to_string(request.status) + " " + request.method + " " + request.target;
+        text += request.port == Port::kSecond ? " on the second port" : "";
     }
     return Good(text);
 }

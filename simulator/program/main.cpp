@@ -29,7 +29,7 @@ std::string Footer() {
            "  quor-simulator --ready-file /tmp/ready.json --scenario demo.json --wait-for-subscribers 3 \\\n"
            "                 --exit-after-scenario --stats-file /tmp/stats.json\n"
            "\nExit codes: 0 ended in order (also by SIGINT or SIGTERM), 1 failure, 2 wrong command line,\n"
-           "3 the scenario is missing or wrong.\n";
+           "3 the scenario or the gallery is missing or wrong.\n";
 }
 
 void AddOptions(CLI::App& app, RunSettings& settings) {
@@ -42,6 +42,15 @@ void AddOptions(CLI::App& app, RunSettings& settings) {
                    "a DNS name or IP address that the certificates carry too (repeatable)")
         ->allow_extra_args(false);
     app.add_option("--port", options.port, "TCP port; 0 takes any free one")->capture_default_str();
+    app.add_option("--face-port", options.facePort,
+                   "the same services once more on this TCP port, for a second face service; 0 takes any "
+                   "free one");
+    app.add_option("--gallery", options.galleryDirectory,
+                   "folder with gallery.json and the pictures of those whom the face service knows");
+    app.add_option("--face-account", options.faceAccount, "account of the face service")
+        ->capture_default_str();
+    app.add_option("--face-password", options.facePassword, "password of the face service")
+        ->capture_default_str();
     app.add_option("--state-dir", options.stateDirectory, "where the CA and the certificates live")
         ->capture_default_str();
     app.add_option("--user", options.userName, "user name of the upgrade's credentials")
@@ -73,7 +82,8 @@ void AddOptions(CLI::App& app, RunSettings& settings) {
     app.add_flag("--exit-after-scenario", settings.exitAfterScenario, "end when the scenario has been played")
         ->needs("--scenario");
     app.add_option("--ready-file", settings.readyFile,
-                   "written once the port is open: {\"port\":...,\"caFile\":...,\"pid\":...}");
+                   "written once the port is open: {\"port\":...,\"caFile\":...,\"pid\":...}, and facePort "
+                   "if there is one");
     app.add_option("--stats-file", settings.statsFile, "counters as JSON, written at the end");
     app.add_flag("--json", settings.json, "one JSON document a line on standard output");
 }
@@ -84,7 +94,8 @@ void AddOptions(CLI::App& app, RunSettings& settings) {
 int main(int argc, char** argv) {
     RunSettings settings;
     settings.options.stateDirectory = DefaultStateDirectory();
-    CLI::App app("quor-simulator: a conference management server for tests and demonstrations");
+    CLI::App app(
+        "quor-simulator: a conference management server and face service for tests and demonstrations");
     AddOptions(app, settings);
     app.footer(Footer());
     app.set_version_flag("--version", "quor-simulator 1.0");

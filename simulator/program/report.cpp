@@ -40,7 +40,11 @@ Json HttpJson(const RestStatistics& statistics) {
 }  // namespace
 
 std::string ReadyJson(const Simulator& simulator) {
-    return Dump({{"port", simulator.port()}, {"caFile", simulator.caFile()}, {"pid", ::getpid()}});
+    Json json{{"port", simulator.port()}, {"caFile", simulator.caFile()}, {"pid", ::getpid()}};
+    if (simulator.facePort() != 0) {
+        json["facePort"] = simulator.facePort();
+    }
+    return Dump(json);
 }
 
 std::string StatisticsJson(Simulator& simulator, int indent) {

@@ -59,9 +59,9 @@ public:
         if (!m_settings.readyFile.empty()) {
             WriteFileAtomically(m_settings.readyFile, ReadyJson(m_simulator) + "\n");
         }
-        Print(m_settings.json ? ReadyJson(m_simulator)
-                              : "listening on " + Addresses() + " port " +
-                                    std::to_string(m_simulator.port()) + ", CA " + m_simulator.caFile());
+        Print(m_settings.json
+                  ? ReadyJson(m_simulator)
+                  : "listening on " + Addresses() + " port " + Ports() + ", CA " + m_simulator.caFile());
     }
 
     void Loop() {
@@ -96,6 +96,11 @@ private:
             list += " and " + address;
         }
         return list;
+    }
+
+    std::string Ports() const {
+        const std::uint16_t second = m_simulator.facePort();
+        return std::to_string(m_simulator.port()) + (second == 0 ? "" : " and " + std::to_string(second));
     }
 
     bool HasScenario() const {
@@ -150,9 +155,12 @@ private:
 int Run(const RunSettings& settings) {
     ::signal(SIGPIPE, SIG_IGN);
     try {
+        Simulator checker(Options{});
         if (!settings.options.scenarioFile.empty()) {
-            Simulator checker(Options{});
             checker.LoadScenarioFile(settings.options.scenarioFile);
+        }
+        if (!settings.options.galleryDirectory.empty()) {
+            checker.rest().SetGallery(ReadGallery(settings.options.galleryDirectory));
         }
     } catch (const Error& error) {
         std::cerr << "quor-simulator: " << error.what() << std::endl;

@@ -15,7 +15,7 @@ enum ExitCode : int {
     kExitGood = 0,
     kExitFailure = 1,  /* could not listen, write a file, make certificates, ... */
     kExitUsage = 2,    /* command line */
-    kExitScenario = 3, /* the scenario file is missing or wrong */
+    kExitScenario = 3, /* the scenario or the gallery is missing or wrong */
 };
 
 struct RunSettings {

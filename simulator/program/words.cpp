@@ -1,5 +1,6 @@
 #include "words.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -25,6 +26,16 @@ std::optional<std::size_t> Number(const std::string& text, std::size_t most) {
         return std::nullopt;
     }
     return value;
+}
+
+std::vector<std::string> SplitList(const std::string& text) {
+    std::vector<std::string> items;
+    for (std::size_t from = 0; from <= text.size();) {
+        const std::size_t comma = std::min(text.find(',', from), text.size());
+        items.push_back(text.substr(from, comma - from));
+        from = comma + 1;
+    }
+    return items;
 }
 
 std::string Counted(std::size_t count, const std::string& noun) {

@@ -19,6 +19,9 @@ CommandAnswer Bad(std::string text);
 /* A decimal number from 0 to most. */
 std::optional<std::size_t> Number(const std::string& text, std::size_t most);
 
+/* "a,b" */
+std::vector<std::string> SplitList(const std::string& text);
+
 /* "1 link", "2 links" */
 std::string Counted(std::size_t count, const std::string& noun);
 

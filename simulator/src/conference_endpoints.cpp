@@ -37,7 +37,8 @@ std::optional<PageQuestion> ReadPage(const RestCall& call) {
     if (!page || !size || *size == 0 || *size > kMaxPageSize) {
         return std::nullopt;
     }
-    return PageQuestion{*page, call.pageSize.value_or(*size)};
+    const std::optional<std::size_t> forced = call.fault != nullptr ? call.fault->pageSize : std::nullopt;
+    return PageQuestion{*page, forced.value_or(*size)};
 }
 
 RestReply BadPage() {
@@ -104,12 +105,6 @@ std::optional<Conference> Copy(const std::map<std::string, Conference>& conferen
     return found == conferences.end() ? std::nullopt : std::optional(found->second);
 }
 
-bool IsJson(const HttpRequest& request) {
-    constexpr std::string_view kJson = "application/json";
-    const std::string* type = request.Header("Content-Type");
-    return type != nullptr && std::string_view(*type).substr(0, kJson.size()) == kJson;
-}
-
 }  // namespace
 
 const std::vector<Route>& ConferenceEndpoints::routes() const {
@@ -154,7 +149,7 @@ RestReply ConferenceEndpoints::Answer(const RestCall& call) {
          * on it: they expect a sign-in's details in that answer only. */
         return SignIns(call, *conference, (*wanted == "true") != history);
     }
-    if (!IsJson(call.request)) {
+    if (!CarriesJson(call.request)) {
         return Refuse(415, "the body must be application/json");
     }
     const Json body = Json::parse(call.request.body, nullptr, false);

@@ -23,14 +23,15 @@ std::string FieldText(const http::fields& fields, http::field name) {
 
 }  // namespace
 
-Connection::Connection(std::uint64_t serial, Socket socket, std::shared_ptr<asio::ssl::context> context,
-                       const Servers& servers, const Events& events)
+Connection::Connection(std::uint64_t serial, Port port, Socket socket,
+                       std::shared_ptr<asio::ssl::context> context, const Servers& servers,
+                       const Events& events)
     : m_serial(serial),
       m_context(std::move(context)),
       m_hub(servers.hub),
       m_events(events),
       m_socket(std::move(socket), *m_context),
-      m_http(m_socket.next_layer(), servers.rest, *this, serial, servers.limits),
+      m_http(m_socket.next_layer(), servers.rest, *this, {serial, port}, servers.limits),
       m_deadline(m_socket.get_executor()) {}
 
 void Connection::Start(std::chrono::milliseconds handshakeTimeout) {

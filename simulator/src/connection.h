@@ -45,8 +45,9 @@ public:
         HttpSession::Limits limits;
     };
 
-    Connection(std::uint64_t serial, Socket socket, std::shared_ptr<boost::asio::ssl::context> context,
-               const Servers& servers, const Events& events);
+    Connection(std::uint64_t serial, Port port, Socket socket,
+               std::shared_ptr<boost::asio::ssl::context> context, const Servers& servers,
+               const Events& events);
 
     void Start(std::chrono::milliseconds handshakeTimeout);
     /* Takes from the hub and writes until there is nothing left. Called once after each Wake. */

@@ -66,24 +66,6 @@ int HexDigit(char c) {
     return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
 }
 
-std::optional<std::string> Decode(std::string_view text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            out += text[i];
-            continue;
-        }
-        const int high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
-        const int low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
-        if (high < 0 || low < 0 || (high == 0 && low == 0)) {
-            return std::nullopt;
-        }
-        out += static_cast<char>(high * 16 + low);
-        i += 2;
-    }
-    return out;
-}
-
 /* Cuts text at each separator; one without any is one piece. */
 std::vector<std::string_view> Split(std::string_view text, char separator) {
     std::vector<std::string_view> pieces;
@@ -145,6 +127,24 @@ const std::string* HttpTarget::Query(std::string_view name) const {
     return nullptr;
 }
 
+std::optional<std::string> PercentDecode(std::string_view text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            out += text[i];
+            continue;
+        }
+        const int high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
+        const int low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
+        if (high < 0 || low < 0 || (high == 0 && low == 0)) {
+            return std::nullopt;
+        }
+        out += static_cast<char>(high * 16 + low);
+        i += 2;
+    }
+    return out;
+}
+
 std::optional<HttpTarget> ParseTarget(std::string_view target) {
     const std::size_t scheme = target.find("://");
     if (!target.empty() && target.front() != '/' && scheme != std::string_view::npos) {
@@ -158,7 +158,7 @@ std::optional<HttpTarget> ParseTarget(std::string_view target) {
     HttpTarget result;
     const std::size_t question = target.find('?');
     for (const std::string_view segment : Split(target.substr(1, question - 1), '/')) {
-        std::optional<std::string> text = Decode(segment);
+        std::optional<std::string> text = PercentDecode(segment);
         if (!text) {
             return std::nullopt;
         }
@@ -169,8 +169,9 @@ std::optional<HttpTarget> ParseTarget(std::string_view target) {
     }
     for (const std::string_view parameter : Split(target.substr(question + 1), '&')) {
         const std::size_t equals = std::min(parameter.find('='), parameter.size());
-        std::optional<std::string> name = Decode(parameter.substr(0, equals));
-        std::optional<std::string> value = Decode(parameter.substr(std::min(equals + 1, parameter.size())));
+        std::optional<std::string> name = PercentDecode(parameter.substr(0, equals));
+        std::optional<std::string> value =
+            PercentDecode(parameter.substr(std::min(equals + 1, parameter.size())));
         if (!name || !value) {
             return std::nullopt;
         }

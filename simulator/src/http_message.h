@@ -22,6 +22,7 @@ struct HttpRequest {
     HeaderList headers;
     std::string body;
     std::uint64_t connection = 0;
+    Port port = Port::kFirst;
 
     /* The value of the first header of that name, whatever its letter case; null if there is none. */
     const std::string* Header(std::string_view name) const;
@@ -57,6 +58,9 @@ struct HttpTarget {
 
     const std::string* Query(std::string_view name) const; /* the first of that name, or null */
 };
+
+/* nullopt: a percent sign that two hexadecimal digits do not follow, or that encodes a NUL. */
+std::optional<std::string> PercentDecode(std::string_view text);
 
 /* nullopt: no path, or a percent sign that two hexadecimal digits do not follow, or that encodes a NUL. */
 std::optional<HttpTarget> ParseTarget(std::string_view target);

@@ -1,5 +1,6 @@
 #include "http_session.h"
 
+#include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
@@ -26,11 +27,12 @@ bool IsForWebSocket(const HttpSession::Request& request) {
            boost::beast::websocket::is_upgrade(request);
 }
 
-HttpRequest Plain(HttpSession::Request request, std::uint64_t connection) {
+HttpRequest Plain(HttpSession::Request request, const HttpSession::Origin& origin) {
     HttpRequest plain;
     plain.method = std::string(request.method_string());
     plain.target = std::string(request.target());
-    plain.connection = connection;
+    plain.connection = origin.connection;
+    plain.port = origin.port;
     for (const auto& field : request) {
         plain.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
     }
@@ -40,12 +42,11 @@ HttpRequest Plain(HttpSession::Request request, std::uint64_t connection) {
 
 }  // namespace
 
-HttpSession::HttpSession(TlsStream& stream, RestService& service, Owner& owner, std::uint64_t connection,
-                         Limits limits)
+HttpSession::HttpSession(TlsStream& stream, RestService& service, Owner& owner, Origin origin, Limits limits)
     : m_stream(stream),
       m_service(service),
       m_owner(owner),
-      m_connection(connection),
+      m_origin(origin),
       m_limits(limits),
       m_pause(stream.get_executor()) {}
 
@@ -53,9 +54,8 @@ void HttpSession::BeginRequest() {
     m_state = State::kReading;
     m_continued = false;
     m_parser.emplace();
-    m_parser->eager(true);
     m_parser->header_limit(kMaxHeadBytes);
-    m_parser->body_limit(m_limits.bodyBytes);
+    m_parser->body_limit(std::max(m_limits.bodyBytes, m_limits.pictureBytes)); /* see LimitBody */
     if (m_answered) {
         m_owner.EndIn(m_limits.patience);
     }
@@ -91,8 +91,12 @@ void HttpSession::ReadDone(ErrorCode error, std::size_t count) {
 void HttpSession::Parse() {
     while (m_buffer.size() > 0 && !m_parser->is_done()) {
         ErrorCode error;
+        const bool inBody = m_parser->is_header_done();
         const std::size_t used = m_parser->put(m_buffer.data(), error);
         m_buffer.consume(used);
+        if (!error && !inBody && m_parser->is_header_done() && !LimitBody()) {
+            error = http::error::body_limit;
+        }
         if (error && error != http::error::need_more) {
             Refuse(error);
             return;
@@ -109,6 +113,19 @@ void HttpSession::Parse() {
     } else {
         Read();
     }
+}
+
+/* Once it is known from the head which limit counts. false: the body is announced to be longer. */
+bool HttpSession::LimitBody() {
+    const Request& request = m_parser->get();
+    const std::string_view method(request.method_string().data(), request.method_string().size());
+    const std::string_view target(request.target().data(), request.target().size());
+    const std::size_t limit =
+        m_service.CarriesPicture(method, target) ? m_limits.pictureBytes : m_limits.bodyBytes;
+    if (!m_parser->is_done()) {
+        m_parser->body_limit(limit);
+    }
+    return m_parser->content_length().value_or(0) <= limit;
 }
 
 bool HttpSession::WantsContinue() {
@@ -152,7 +169,7 @@ void HttpSession::Handle() {
     } else if (IsForWebSocket(request)) {
         m_owner.UpgradeRequested(std::move(request));
     } else {
-        Write(m_service.Answer(Plain(std::move(request), m_connection)));
+        Write(m_service.Answer(Plain(std::move(request), m_origin)));
     }
 }
 

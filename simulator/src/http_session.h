@@ -36,6 +36,7 @@ public:
 
     struct Limits {
         std::size_t bodyBytes = 1U << 20;
+        std::size_t pictureBytes = 16U << 20;      /* of a body that carries a picture */
         std::chrono::milliseconds patience{60000}; /* for a request, and for the client to take an answer */
     };
 
@@ -57,8 +58,13 @@ public:
         Owner() = default;
     };
 
-    HttpSession(TlsStream& stream, RestService& service, Owner& owner, std::uint64_t connection,
-                Limits limits);
+    /* Where its requests come from. */
+    struct Origin {
+        std::uint64_t connection = 0;
+        Port port = Port::kFirst;
+    };
+
+    HttpSession(TlsStream& stream, RestService& service, Owner& owner, Origin origin, Limits limits);
 
     /* After the TLS handshake. The time for the first request is the owner's. */
     void Start() { BeginRequest(); }
@@ -80,6 +86,7 @@ private:
     void Read();
     void ReadDone(ErrorCode error, std::size_t count);
     void Parse();
+    bool LimitBody();
     bool WantsContinue();
     void Continue();
     void Refuse(ErrorCode error);
@@ -95,7 +102,7 @@ private:
     TlsStream& m_stream;
     RestService& m_service;
     Owner& m_owner;
-    const std::uint64_t m_connection;
+    const Origin m_origin;
     const Limits m_limits;
 
     State m_state = State::kReading;

@@ -18,6 +18,12 @@ constexpr std::size_t kMaxCountedDestinations = 10000;
 constexpr std::string_view kOtherDestinations = "(other destinations)";
 constexpr std::string_view kManagementLink = "(management link)";
 
+std::string UriOf(const ReceivedSend& report) {
+    const auto found = std::find_if(report.headers.begin(), report.headers.end(),
+                                    [](const auto& header) { return header.first == "uri"; });
+    return found == report.headers.end() ? std::string() : found->second;
+}
+
 bool OnlyLineEnds(std::string_view bytes) {
     return bytes.find_first_not_of("\r\n") == std::string_view::npos;
 }
@@ -36,7 +42,7 @@ void Hub::Attach(LinkControl* control) {
         m_statistics.linksEnded += m_links.size();
         m_links.clear();
         m_subscriptions.clear();
-        m_answers = {};
+        m_answers.ForgetAll();
     }
     m_changed.NotifyAll();
 }
@@ -183,6 +189,9 @@ void Hub::RecordSend(Link& link, stomp::Frame frame) {
     if (m_receivedCount.size() < kMaxCountedDestinations || m_receivedCount.count(send.destination) != 0) {
         ++m_receivedCount[send.destination];
     }
+    if (send.destination == kCapabilityDestination) {
+        link.info.uri = UriOf(send);
+    }
     m_answers.Plan(send, link.info.manager, Clock::now());
     if (m_options.receivedKept > 0) {
         if (m_received.size() >= m_options.receivedKept) {
@@ -321,27 +330,34 @@ void Hub::TickLink(Link& link, Clock::time_point now) {
 
 /* Never waits: this is the network's own thread. */
 void Hub::SendAnswer(const Answer& answer) {
-    PublishOptions options;
     if (!answer.topic.empty()) {
-        PublishLocked(answer.topic, answer.body, options, Clock::time_point::min());
+        PublishLocked(answer.topic, answer.body, {}, Clock::time_point::min());
         return;
     }
-    Link* link = Find(answer.link);
-    if (link == nullptr || link->end) {
+    for (auto& [id, link] : m_links) {
+        if (answer.uri.empty() ? id == answer.link : link.info.uri == answer.uri) {
+            AnswerOn(link, answer);
+        }
+    }
+}
+
+void Hub::AnswerOn(Link& link, const Answer& answer) {
+    if (link.end) {
         return;
     }
-    if (answer.manager && m_options.managerAnswer == ManagerAnswer::kRawText) {
-        Queue(*link, {answer.body, false, 1, 1});
+    const bool manager = answer.kind == AnswerKind::kManagerModel;
+    if (manager && m_options.managerAnswer == ManagerAnswer::kRawText) {
+        Queue(link, {answer.body, false, 1, 1});
         return;
     }
-    /* The asking link has no subscription for this; the id only names what is answered. */
+    /* The link has no subscription for this; the id only names what is answered. */
     SubscriptionEntry entry;
     entry.acknowledged = false;
     entry.order = 0;
-    entry.subscription.id = answer.manager ? "manager" : "ability";
-    entry.subscription.destination = answer.manager ? kModelDestination : kCapabilityDestination;
+    entry.subscription.id = manager ? "manager" : "ability";
+    entry.subscription.destination = manager ? kModelDestination : kCapabilityDestination;
     ++m_statistics.framesOut;
-    Queue(*link, MakeMessage(*link, entry, answer.body, options));
+    Queue(link, MakeMessage(link, entry, answer.body, {}));
 }
 
 Hub::Link* Hub::Find(LinkId link) {

@@ -98,6 +98,10 @@ public:
     void SetTokens(std::vector<std::string> tokens, bool revoke);
     void SetCredentials(std::string userName, std::string password);
     void WithholdReceipts(bool withhold);
+    void SetAnswerFault(AnswerKind kind, AnswerFault fault);
+    void ClearAnswerFault(std::optional<AnswerKind> kind);
+    std::size_t ReleaseAnswers(std::optional<AnswerKind> kind);
+    bool WaitForHeldAnswers(std::size_t count, Milliseconds timeout) const;
 
     /* For HTTP requests: the same tokens as for subscriptions. */
     bool AcceptsToken(std::string_view token);
@@ -139,6 +143,7 @@ private:
     void RemoveSubscriptions(LinkId link, const std::string* id) QUOR_SIM_REQUIRES(m_mutex);
     void RecordSend(Link& link, stomp::Frame frame) QUOR_SIM_REQUIRES(m_mutex);
     void SendAnswer(const Answer& answer) QUOR_SIM_REQUIRES(m_mutex);
+    void AnswerOn(Link& link, const Answer& answer) QUOR_SIM_REQUIRES(m_mutex);
     void Reply(Link& link, const stomp::Frame& frame) QUOR_SIM_REQUIRES(m_mutex);
     void Queue(Link& link, Outbound data) QUOR_SIM_REQUIRES(m_mutex);
     void BeginEnd(Link& link, LinkEnd end) QUOR_SIM_REQUIRES(m_mutex);

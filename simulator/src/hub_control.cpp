@@ -111,6 +111,25 @@ void Hub::WithholdReceipts(bool withhold) {
     m_receiptsWithheld = withhold;
 }
 
+void Hub::SetAnswerFault(AnswerKind kind, AnswerFault fault) {
+    const std::vector<Spoiler::Problem> problems = ProblemsOf(kind, fault);
+    if (!problems.empty()) {
+        throw Error(problems.front().list + ": " + problems.front().text);
+    }
+    MutexLock lock(m_mutex);
+    m_answers.SetFault(kind, std::move(fault));
+}
+
+void Hub::ClearAnswerFault(std::optional<AnswerKind> kind) {
+    MutexLock lock(m_mutex);
+    m_answers.ClearFault(kind);
+}
+
+std::size_t Hub::ReleaseAnswers(std::optional<AnswerKind> kind) {
+    MutexLock lock(m_mutex);
+    return m_answers.Release(kind, Clock::now());
+}
+
 bool Hub::AcceptsToken(std::string_view token) {
     MutexLock lock(m_mutex);
     return TokenAccepted(token);
@@ -223,6 +242,14 @@ bool Hub::WaitForReceived(std::string_view destination, std::size_t count, Milli
     while (!Enough(destination, count) && m_changed.WaitUntil(m_mutex, deadline)) {
     }
     return Enough(destination, count);
+}
+
+bool Hub::WaitForHeldAnswers(std::size_t count, Milliseconds timeout) const {
+    const Clock::time_point deadline = Clock::now() + timeout;
+    MutexLock lock(m_mutex);
+    while (m_answers.held() < count && m_changed.WaitUntil(m_mutex, deadline)) {
+    }
+    return m_answers.held() >= count;
 }
 
 bool Hub::WaitForNoLinks(Milliseconds timeout) const {

@@ -10,11 +10,14 @@ void JsonNode::Fail(const std::string& what) const {
     throw Error(m_source + ": " + m_path + ": " + what);
 }
 
-void JsonNode::AllowOnly(std::initializer_list<std::string_view> members) const {
+void JsonNode::AllowOnly(std::initializer_list<std::string_view> members,
+                         std::span<const std::string_view> more) const {
+    std::vector<std::string_view> allowed(members);
+    allowed.insert(allowed.end(), more.begin(), more.end());
     for (const auto& [name, node] : Members()) {
-        if (std::find(members.begin(), members.end(), name) == members.end()) {
+        if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
             std::string known;
-            for (const std::string_view member : members) {
+            for (const std::string_view member : allowed) {
                 known.append(known.empty() ? "" : ", ").append(member);
             }
             node.Fail("unknown member (known here: " + known + ")");

@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +27,8 @@ public:
     [[noreturn]] void Fail(const std::string& what) const;
 
     /* For objects. */
-    void AllowOnly(std::initializer_list<std::string_view> members) const;
+    void AllowOnly(std::initializer_list<std::string_view> members,
+                   std::span<const std::string_view> more = {}) const;
     bool Has(std::string_view name) const;
     JsonNode Member(std::string_view name) const; /* must exist */
     std::vector<std::pair<std::string, JsonNode>> Members() const;

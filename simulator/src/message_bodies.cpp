@@ -16,7 +16,7 @@ std::string CheckInBody(const std::vector<Person>& people, const std::string& ti
     return Json{{"checkInfoList", list}}.dump();
 }
 
-std::string CaptionBody(const Caption& caption, const std::vector<std::string>& omit) {
+std::string CaptionBody(const Caption& caption) {
     Json body{{"uuid", caption.speaker.uuid}, {"name", caption.speaker.name},
               {"text", caption.text},         {"final", caption.isFinal},
               {"srcLang", caption.srcLang},   {"startTime", caption.startTimeS},
@@ -24,9 +24,6 @@ std::string CaptionBody(const Caption& caption, const std::vector<std::string>& 
     if (!caption.dstLang.empty()) {
         body["transText"] = caption.transText;
         body["dstLang"] = caption.dstLang;
-    }
-    for (const std::string& member : omit) {
-        body.erase(member);
     }
     return body.dump();
 }

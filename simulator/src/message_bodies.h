@@ -30,8 +30,7 @@ struct Caption {
     std::string transText; /* with dstLang: a translation; both empty: a caption */
     std::string dstLang;
 };
-/* omit: members left out, for faulty messages. */
-std::string CaptionBody(const Caption& caption, const std::vector<std::string>& omit = {});
+std::string CaptionBody(const Caption& caption);
 
 struct ControlState {
     int subtitleStatus = 0;

@@ -39,10 +39,18 @@ inline constexpr Named<Malformed> kMalformedNames[] = {{"noHeaderEnd", Malformed
                                                        {"noDestination", Malformed::kNoDestination},
                                                        {"notStomp", Malformed::kNotStomp}};
 
+inline constexpr Named<AnswerKind> kAnswerNames[] = {{"capability", AnswerKind::kCapability},
+                                                     {"model", AnswerKind::kModel},
+                                                     {"managerModel", AnswerKind::kManagerModel}};
+
 inline constexpr Named<Endpoint> kEndpointNames[] = {
-    {"participants", Endpoint::kParticipants},   {"signInList", Endpoint::kSignInList},
-    {"signInHistory", Endpoint::kSignInHistory}, {"signInReport", Endpoint::kSignInReport},
-    {"accountQuery", Endpoint::kAccountQuery},   {"matchReport", Endpoint::kMatchReport}};
+    {"participants", Endpoint::kParticipants},     {"signInList", Endpoint::kSignInList},
+    {"signInHistory", Endpoint::kSignInHistory},   {"signInReport", Endpoint::kSignInReport},
+    {"accountQuery", Endpoint::kAccountQuery},     {"matchReport", Endpoint::kMatchReport},
+    {"faceVersion", Endpoint::kFaceVersion},       {"faceIdentify", Endpoint::kFaceIdentify},
+    {"faceUserPhotos", Endpoint::kFaceUserPhotos}, {"facePhotos", Endpoint::kFacePhotos}};
+
+inline constexpr Named<Port> kPortNames[] = {{"first", Port::kFirst}, {"second", Port::kSecond}};
 
 inline constexpr Named<Cut> kCutNames[] = {
     {"before", Cut::kBefore}, {"head", Cut::kHead}, {"body", Cut::kBody}, {"reset", Cut::kReset}};

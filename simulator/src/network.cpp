@@ -37,7 +37,9 @@ public:
     Impl(Hub& hub, RestService& rest, NetworkSettings settings, const Identities& identities)
         : m_hub(hub),
           m_settings(std::move(settings)),
-          m_servers{hub, rest, {m_settings.maxRequestBytes, m_settings.keepAliveTimeout}},
+          m_servers{hub,
+                    rest,
+                    {m_settings.maxRequestBytes, m_settings.maxPictureBytes, m_settings.keepAliveTimeout}},
           m_io(1),
           m_tick(m_io.get_executor()) {
         for (const auto& [kind, identity] : identities.servers) {
@@ -49,7 +51,8 @@ public:
         m_events.finished = [this](std::uint64_t serial, LinkId link, bool answered) {
             Finished(serial, link, answered);
         };
-        Listen();
+        m_port = Listen(Port::kFirst, m_settings.port);
+        m_secondPort = m_settings.secondPort ? Listen(Port::kSecond, *m_settings.secondPort) : 0;
     }
 
     // NOLINTNEXTLINE(bugprone-exception-escape): without memory for the last step there is no orderly end
@@ -70,6 +73,7 @@ public:
     }
 
     std::uint16_t port() const { return m_port; }
+    std::uint16_t secondPort() const { return m_secondPort; }
 
     /* Runs action with the link's connection on the network thread, if there still is one. */
     template <class Action>
@@ -95,21 +99,27 @@ public:
 private:
     using Acceptor = asio::basic_socket_acceptor<Tcp, Connection::Executor>;
     struct Listener {
-        explicit Listener(Acceptor made) : acceptor(std::move(made)) {}
+        Listener(Port which, Acceptor made) : port(which), acceptor(std::move(made)) {}
+        Port port;
         Acceptor acceptor;
         bool again = false; /* accepting failed and is tried again with the next tick */
     };
 
     /* With any port, the one that the first address got may be taken on the next: another one is tried. */
-    void Listen() {
+    std::uint16_t Listen(Port which, std::uint16_t wanted) {
         constexpr int kTries = 20;
-        for (int tries = 1; !TryListen(tries == kTries); ++tries) {
+        for (int tries = 1;; ++tries) {
+            const std::uint16_t taken = TryListen(which, wanted, tries == kTries);
+            if (taken != 0) {
+                return taken;
+            }
         }
     }
 
-    bool TryListen(bool last) {
-        m_listeners.clear();
-        m_port = m_settings.port;
+    /* 0: to be tried again. */
+    std::uint16_t TryListen(Port which, std::uint16_t wanted, bool last) {
+        std::list<Listener> listeners;
+        std::uint16_t port = wanted;
         for (const std::string& text : m_settings.addresses) {
             ErrorCode error;
             const auto address = asio::ip::make_address(text, error);
@@ -117,18 +127,19 @@ private:
                 throw Error("\"" + text + "\" is no IP address");
             }
             Acceptor acceptor(m_io.get_executor());
-            Open(acceptor, {address, m_port}, error);
-            if (error == asio::error::address_in_use && m_settings.port == 0 && m_port != 0 && !last) {
-                return false;
+            Open(acceptor, {address, port}, error);
+            if (error == asio::error::address_in_use && wanted == 0 && port != 0 && !last) {
+                return 0;
             }
             if (error) {
-                throw Error("cannot listen on " + text + " port " + std::to_string(m_port) + ": " +
+                throw Error("cannot listen on " + text + " port " + std::to_string(port) + ": " +
                             error.message());
             }
-            m_port = acceptor.local_endpoint().port();
-            m_listeners.emplace_back(std::move(acceptor));
+            port = acceptor.local_endpoint().port();
+            listeners.emplace_back(which, std::move(acceptor));
         }
-        return true;
+        m_listeners.splice(m_listeners.end(), listeners);
+        return port;
     }
 
     static void Open(Acceptor& acceptor, const Tcp::endpoint& endpoint, ErrorCode& error) {
@@ -157,19 +168,19 @@ private:
                                                listener.again = true; /* no file descriptors, for example */
                                                return;
                                            }
-                                           Begin(std::move(socket));
+                                           Begin(listener.port, std::move(socket));
                                            Accept(listener);
                                        });
     }
 
-    void Begin(Connection::Socket socket) {
+    void Begin(Port port, Connection::Socket socket) {
         if (m_connections.size() >= m_settings.maxLinks) {
             m_hub.CountRefusal();
             return;
         }
         const std::uint64_t serial = ++m_lastSerial;
         auto connection = std::make_shared<Connection>(
-            serial, std::move(socket), m_contexts.at(m_hub.certificate()), m_servers, m_events);
+            serial, port, std::move(socket), m_contexts.at(m_hub.certificate()), m_servers, m_events);
         m_connections[serial] = connection;
         connection->Start(m_settings.handshakeTimeout);
     }
@@ -224,6 +235,7 @@ private:
                                Connection::Executor>
         m_tick;
     std::uint16_t m_port = 0;
+    std::uint16_t m_secondPort = 0;
     bool m_stopped = false;
     Connection::Events m_events;
     std::uint64_t m_lastSerial = 0;
@@ -244,6 +256,10 @@ Network::~Network() = default;
 
 std::uint16_t Network::port() const {
     return m_impl->port();
+}
+
+std::uint16_t Network::secondPort() const {
+    return m_impl->secondPort();
 }
 
 void Network::Wake(LinkId link) {

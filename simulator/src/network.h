@@ -1,6 +1,7 @@
 /*
- * network.h - the TLS port: accepts on its addresses, answers HTTP through the rest side, upgrades to
- * WebSocket and moves bytes between links and the hub. All of asio and Beast stays in the network sources.
+ * network.h - the TLS ports, one or two: accepts on their addresses, answers HTTP through the rest side,
+ * upgrades to WebSocket and moves bytes between links and the hub. All of asio and Beast stays in the network
+ * sources.
  *
  * Threads: one thread of its own, from construction to destruction. The functions of LinkControl may be
  * called from any thread, also under the hub's mutex.
@@ -10,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,12 +22,14 @@
 namespace quor_simulator {
 
 struct NetworkSettings {
-    std::vector<std::string> addresses; /* at least one */
-    std::uint16_t port = 0;             /* 0: any that is free on all addresses */
+    std::vector<std::string> addresses;      /* at least one */
+    std::uint16_t port = 0;                  /* 0: any that is free on all addresses */
+    std::optional<std::uint16_t> secondPort; /* likewise */
     Milliseconds handshakeTimeout{10000};
     Milliseconds keepAliveTimeout{60000};
     std::size_t maxLinks = 256;
     std::size_t maxRequestBytes = 1U << 20;
+    std::size_t maxPictureBytes = 16U << 20;
 };
 
 class Network : public LinkControl {
@@ -37,6 +41,7 @@ public:
     Network& operator=(const Network&) = delete;
 
     std::uint16_t port() const;
+    std::uint16_t secondPort() const; /* 0: there is none */
 
     void Wake(LinkId link) override;
     void Reset(LinkId link) override;

@@ -33,7 +33,7 @@ void SwapTypes(Json& json) {
     } else if (json.is_string()) {
         json = 7;
     } else if (json.is_number()) {
-        json = std::to_string(json.get<std::int64_t>());
+        json = json.dump();
     } else {
         json = nullptr;
     }
@@ -62,33 +62,24 @@ std::string Spoil(Json json, const RestFault& fault) {
 
 }  // namespace
 
+void FaultTable::Set(Endpoint endpoint, RestFault fault) {
+    const Key key{endpoint, fault.port};
+    m_faults.Set(key, std::move(fault));
+}
+
 void FaultTable::Clear(std::optional<Endpoint> endpoint) {
-    if (endpoint) {
-        m_faults.erase(*endpoint);
-    } else {
-        m_faults.clear();
+    if (!endpoint) {
+        m_faults.Clear(std::nullopt);
+        return;
+    }
+    for (const std::optional<Port> port : {std::optional<Port>(), {Port::kFirst}, {Port::kSecond}}) {
+        m_faults.Clear(Key{*endpoint, port});
     }
 }
 
-std::optional<RestFault> FaultTable::Take(Endpoint endpoint) {
-    const auto found = m_faults.find(endpoint);
-    if (found == m_faults.end()) {
-        return std::nullopt;
-    }
-    RestFault& fault = found->second;
-    if (fault.skip > 0) {
-        --fault.skip;
-        return std::nullopt;
-    }
-    if (fault.times == 0) {
-        m_faults.erase(found);
-        return std::nullopt;
-    }
-    const RestFault taken = fault;
-    if (fault.times != SIZE_MAX && --fault.times == 0) {
-        m_faults.erase(found);
-    }
-    return taken;
+std::optional<RestFault> FaultTable::Take(Endpoint endpoint, Port port) {
+    const Key own{endpoint, port};
+    return m_faults.Take(m_faults.Has(own) ? own : Key{endpoint, std::nullopt});
 }
 
 RestReply RefusalOf(const RestFault& fault) {

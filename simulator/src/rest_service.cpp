@@ -1,6 +1,7 @@
 #include "rest_service.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "names.h"
@@ -13,6 +14,15 @@ constexpr std::size_t kMaxKeptBytes = 64U << 20;
 
 std::uint64_t OneIf(bool condition) {
     return condition ? 1 : 0;
+}
+
+HttpAnswer Unknown(const RouteMatch& match) {
+    if (match.allowed.empty()) {
+        return PlainAnswer(404, "no such resource\n");
+    }
+    HttpAnswer answer = PlainAnswer(405, "not with this method\n");
+    answer.headers.emplace_back("Allow", match.allowed);
+    return answer;
 }
 
 }  // namespace
@@ -28,7 +38,8 @@ std::string_view EndpointName(Endpoint endpoint) {
 
 RestService::RestService(Settings settings)
     : m_requestsKept(settings.requestsKept),
-      m_conferences(std::move(settings.tokenAccepted), settings.people, settings.requestsKept) {
+      m_conferences(std::move(settings.tokenAccepted), settings.people, settings.requestsKept),
+      m_faces(std::move(settings.faceCredentials)) {
     for (const Named<Endpoint>& known : kEndpointNames) {
         m_statistics.endpoints[std::string(known.name)] = {};
     }
@@ -42,35 +53,47 @@ void RestService::Attach(std::function<void()> wake) {
 }
 
 PlannedAnswer RestService::Answer(HttpRequest request) {
-    MutexLock lock(m_mutex);
-    RestRequest record;
-    record.method = request.method;
-    record.target = request.target;
-    record.connection = request.connection;
     const std::optional<HttpTarget> target = ParseTarget(request.target);
     if (!target) {
-        ++m_statistics.malformed;
+        CountMalformed();
         return {PlainAnswer(400, "the target is no path\n")};
     }
-    RouteMatch match;
-    EndpointTable* table = FindTable(request.method, *target, match);
-    if (table == nullptr) {
-        record.headers = std::move(request.headers);
-        record.body = std::move(request.body);
-        return Unknown(match, std::move(record));
-    }
-    const Endpoint endpoint = match.route->endpoint;
-    const std::optional<RestFault> fault = m_faults.Take(endpoint);
-    const RestCall call{endpoint, request, *target, match.parameters, fault ? fault->pageSize : std::nullopt};
-    PlannedAnswer plan = Plan(endpoint, Ask(*table, call, fault), fault);
-    record.endpoint = endpoint;
-    record.conference = match.parameters.empty() ? std::string() : match.parameters.front();
-    record.status = plan.answer.status;
-    record.faulty = fault.has_value();
-    record.headers = std::move(request.headers);
-    record.body = std::move(request.body);
-    Record(std::move(record));
+    Course course;
+    HttpAnswer answer = FindAnswer(request, *target, course);
+    MutexLock lock(m_mutex);
+    Count(course);
+    PlannedAnswer plan = Plan(course, std::move(answer));
+    Record(std::move(request), course, plan.answer.status);
     return plan;
+}
+
+HttpAnswer RestService::FindAnswer(const HttpRequest& request, const HttpTarget& target, Course& course) {
+    RouteMatch match;
+    std::optional<RestCall> call;
+    {
+        MutexLock lock(m_mutex);
+        EndpointTable* table = FindTable(request.method, target, match);
+        if (table == nullptr) {
+            return Unknown(match);
+        }
+        course.endpoint = match.route->endpoint;
+        course.conference = table == &m_conferences ? match.parameters.at(0) : std::string();
+        course.fault = m_faults.Take(*course.endpoint, request.port);
+        call.emplace(RestCall{*course.endpoint, request, target, match.parameters,
+                              course.fault ? &*course.fault : nullptr});
+        Begin(*table, *call, course);
+    }
+    if (course.reply.later) {
+        course.reply = course.reply.later();
+    }
+    return MakeAnswer(course.reply, course.fault);
+}
+
+bool RestService::CarriesPicture(std::string_view method, std::string_view target) {
+    const std::optional<HttpTarget> parts = ParseTarget(target);
+    RouteMatch match;
+    MutexLock lock(m_mutex);
+    return parts && FindTable(method, *parts, match) != nullptr && match.route->carriesPicture;
 }
 
 EndpointTable* RestService::FindTable(std::string_view method, const HttpTarget& target, RouteMatch& match) {
@@ -83,60 +106,62 @@ EndpointTable* RestService::FindTable(std::string_view method, const HttpTarget&
     return nullptr;
 }
 
-RestReply RestService::Ask(EndpointTable& table, const RestCall& call,
-                           const std::optional<RestFault>& fault) {
-    RestCount& count = m_statistics.endpoints[std::string(EndpointName(call.endpoint))];
+void RestService::Begin(EndpointTable& table, const RestCall& call, Course& course) {
+    if (course.fault && course.fault->status.value_or(200) >= 300) {
+        course.reply = RefusalOf(*course.fault);
+        return;
+    }
+    std::optional<RestReply> refusal = table.Check(call);
+    course.credentialsRefused = refusal.has_value();
+    course.reply = refusal ? std::move(*refusal) : table.Answer(call);
+}
+
+void RestService::Count(const Course& course) {
+    if (!course.endpoint) {
+        ++m_statistics.unknown;
+        return;
+    }
+    RestCount& count = m_statistics.endpoints[std::string(EndpointName(*course.endpoint))];
     ++count.requests;
-    if (fault) {
+    if (course.fault) {
         ++count.faulty;
-        if (fault->status.value_or(200) >= 300) {
-            return RefusalOf(*fault);
-        }
+        m_statistics.connectionsCut += OneIf(course.fault->cut != Cut::kNone);
+        return;
     }
-    const std::optional<RestReply> refusal = table.Check(call);
-    RestReply reply = refusal ? *refusal : table.Answer(call);
-    if (!fault) {
-        count.tokenRefused += OneIf(refusal.has_value());
-        count.refused += OneIf(reply.status / 100 == 4);
-        count.good += OneIf(reply.status / 100 == 2);
-    }
-    return reply;
+    count.tokenRefused += OneIf(course.credentialsRefused);
+    count.refused += OneIf(course.reply.status / 100 == 4);
+    count.good += OneIf(course.reply.status / 100 == 2);
 }
 
-PlannedAnswer RestService::Plan(Endpoint endpoint, const RestReply& reply,
-                                const std::optional<RestFault>& fault) {
+PlannedAnswer RestService::Plan(const Course& course, HttpAnswer answer) {
     PlannedAnswer plan;
-    plan.answer = MakeAnswer(reply, fault);
-    if (fault) {
-        plan.delay = fault->delay;
-        plan.cut = fault->cut;
-        m_statistics.connectionsCut += OneIf(fault->cut != Cut::kNone);
-        if (fault->hold) {
+    plan.answer = std::move(answer);
+    if (course.fault) {
+        plan.delay = course.fault->delay;
+        plan.cut = course.fault->cut;
+        if (course.fault->hold) {
             plan.held = ++m_lastHeld;
-            m_held[plan.held] = endpoint;
+            m_held[plan.held] = *course.endpoint;
         }
     }
     return plan;
 }
 
-PlannedAnswer RestService::Unknown(const RouteMatch& match, RestRequest record) {
-    PlannedAnswer plan;
-    if (match.allowed.empty()) {
-        plan.answer = PlainAnswer(404, "no such resource\n");
-    } else {
-        plan.answer = PlainAnswer(405, "not with this method\n");
-        plan.answer.headers.emplace_back("Allow", match.allowed);
+void RestService::Record(HttpRequest request, const Course& course, unsigned int status) {
+    if (course.endpoint) {
+        ++m_arrived[*course.endpoint];
     }
-    ++m_statistics.unknown;
-    record.status = plan.answer.status;
-    Record(std::move(record));
-    return plan;
-}
-
-void RestService::Record(RestRequest record) {
-    if (record.endpoint) {
-        ++m_arrived[*record.endpoint];
-    }
+    RestRequest record;
+    record.endpoint = course.endpoint;
+    record.method = std::move(request.method);
+    record.target = std::move(request.target);
+    record.conference = course.conference;
+    record.headers = std::move(request.headers);
+    record.body = std::move(request.body);
+    record.status = status;
+    record.faulty = course.fault.has_value();
+    record.connection = request.connection;
+    record.port = request.port;
     m_requestBytes += record.body.size();
     m_requests.push_back(std::move(record));
     while (m_requests.size() > m_requestsKept || (m_requestBytes > kMaxKeptBytes && m_requests.size() > 1)) {
@@ -160,6 +185,12 @@ void RestService::ForgetHeld(std::uint64_t held) {
     MutexLock lock(m_mutex);
     m_held.erase(held);
     m_changed.NotifyAll();
+}
+
+void RestService::SetGallery(Gallery gallery) {
+    auto index = std::make_shared<const FaceIndex>(std::move(gallery));
+    MutexLock lock(m_mutex);
+    m_faces.SetGallery(std::move(index));
 }
 
 void RestService::SetConference(const std::string& id, Conference conference) {

@@ -30,6 +30,12 @@ RestReply Refuse(unsigned int status, const std::string& text) {
     return {status, Json{{"message", text}}};
 }
 
+bool CarriesJson(const HttpRequest& request) {
+    constexpr std::string_view kJson = "application/json";
+    const std::string* type = request.Header("Content-Type");
+    return type != nullptr && std::string_view(*type).substr(0, kJson.size()) == kJson;
+}
+
 void FindRoute(const std::vector<Route>& routes, std::string_view method, const HttpTarget& target,
                RouteMatch& match) {
     for (const Route& route : routes) {

@@ -5,6 +5,7 @@
 #ifndef QUOR_SIMULATOR_ROUTES_H
 #define QUOR_SIMULATOR_ROUTES_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,7 +20,8 @@ namespace quor_simulator {
 struct Route {
     Endpoint endpoint;
     std::string_view method;
-    std::string_view path; /* "/a/{}/b": {} stands for exactly one segment that is not empty */
+    std::string_view path;       /* "/a/{}/b": {} stands for exactly one segment that is not empty */
+    bool carriesPicture = false; /* its body may be that much longer */
 };
 
 /* What an endpoint is asked. The references live as long as the call. */
@@ -28,17 +30,22 @@ struct RestCall {
     const HttpRequest& request;
     const HttpTarget& target;
     const std::vector<std::string>& parameters; /* what stood for each {} of the path */
-    std::optional<std::size_t> pageSize;        /* of a fault: counts instead of the one asked for */
+    const RestFault* fault; /* what it says about what is listed counts; null: there is none */
 };
 
 struct RestReply {
     unsigned int status = 200;
     Json body = Json::object();
+    std::function<RestReply()> later = nullptr; /* makes the reply instead; for what takes long */
 };
 
 /* {"message":text} */
 RestReply Refuse(unsigned int status, const std::string& text);
 
+/* By its Content-Type. */
+bool CarriesJson(const HttpRequest& request);
+
+/* Called under the lock that all requests share, RestReply::later without it, before the call ends. */
 class EndpointTable {
 public:
     virtual ~EndpointTable() = default;

@@ -12,6 +12,7 @@
 #include "json_node.h"
 #include "message_bodies.h"
 #include "scenario_faults.h"
+#include "scenario_message_faults.h"
 #include "scenario_rest.h"
 
 namespace quor_simulator {
@@ -73,6 +74,9 @@ private:
     void Tokens(const JsonNode& step) { Do(ReadTokensStep(step)); }
     void Slow(const JsonNode& step) { Do(ReadSlowStep(step)); }
     void MuteHeartBeats(const JsonNode& step) { Do(ReadMuteHeartBeatsStep(step)); }
+    void SetAnswerFault(const JsonNode& step) { Do(ReadAnswerFaultStep(step)); }
+    void AnswerRelease(const JsonNode& step) { Do(ReadAnswerReleaseStep(step)); }
+    void AnswerClear(const JsonNode& step) { Do(ReadAnswerClearStep(step)); }
     void Participants(const JsonNode& step);
     void HttpFault(const JsonNode& step) { Change(ReadHttpFaultStep(step)); }
     void HttpRelease(const JsonNode& step) { Change(ReadHttpReleaseStep(step)); }
@@ -102,6 +106,9 @@ const Reader::Kind Reader::kKinds[] = {
     {"tokens", &Reader::Tokens},
     {"slow", &Reader::Slow},
     {"muteHeartBeats", &Reader::MuteHeartBeats},
+    {"answerFault", &Reader::SetAnswerFault},
+    {"answerRelease", &Reader::AnswerRelease},
+    {"answerClear", &Reader::AnswerClear},
     {"participants", &Reader::Participants},
     {"httpFault", &Reader::HttpFault},
     {"httpRelease", &Reader::HttpRelease},
@@ -260,7 +267,7 @@ void Reader::Participants(const JsonNode& step) {
 }
 
 void Reader::CheckIn(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "people", "time", "type", "frame"});
+    StepFault fault(step, {"at", "kind", "people", "time", "type", "frame"});
     const std::vector<Person> people = PeopleOf(step.Member("people"));
     const std::string time = step.TextOr("time", LocalTime());
     const std::string type = step.TextOr("type", "normal");
@@ -272,49 +279,52 @@ void Reader::CheckIn(const JsonNode& step) {
         using Offset = std::vector<Person>::difference_type;
         const std::vector<Person> some(people.begin() + static_cast<Offset>(from),
                                        people.begin() + static_cast<Offset>(to));
-        Say(m_at, CheckInTopic(m_scenario.conference), CheckInBody(some, time, type), FrameOf(step));
+        Say(m_at, CheckInTopic(m_scenario.conference), fault.Apply(CheckInBody(some, time, type)),
+            FrameOf(step));
         m_scenario.actions.back().rest = [conference = m_scenario.conference, some, time, type](Rest& rest) {
             for (const Person& person : some) {
                 rest.CheckIn(conference, CheckedIn(person, time, type));
             }
         };
     }
+    fault.Check();
 }
 
 void Reader::Utterance(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "speaker", "srcLang", "interim", "intervalMs", "text", "translations",
-                    "omit", "frame"});
+    StepFault fault(
+        step, {"at", "kind", "speaker", "srcLang", "interim", "intervalMs", "text", "translations", "frame"});
     Caption caption;
     caption.speaker = PersonOf(step.Member("speaker"));
     caption.srcLang = LanguageOf(step.Member("srcLang"));
     caption.startTimeS = Seconds(m_at);
     const Milliseconds interval(step.IntegerOr("intervalMs", 0, kMaxTimeMs, 300));
-    const std::vector<std::string> omit = step.TextsOr("omit");
     const std::string topic = CaptionTopic(m_scenario.conference, caption.srcLang);
     Milliseconds at = m_at;
     caption.isFinal = false;
     for (const std::string& text : step.TextsOr("interim")) {
         caption.text = text;
         caption.endTimeS = Seconds(at);
-        Say(at, topic, CaptionBody(caption, omit), FrameOf(step));
+        Say(at, topic, fault.Apply(CaptionBody(caption)), FrameOf(step));
         at += interval;
     }
     caption.isFinal = true;
     caption.text = step.Member("text").Text();
     caption.endTimeS = Seconds(at);
-    Say(at, topic, CaptionBody(caption, omit), FrameOf(step));
+    Say(at, topic, fault.Apply(CaptionBody(caption)), FrameOf(step));
     if (step.Has("translations")) {
         for (const auto& [language, text] : step.Member("translations").Members()) {
             CheckTranslation(language, text, caption.srcLang);
             caption.dstLang = language;
             caption.transText = text.Text();
-            Say(at, CaptionTopic(m_scenario.conference, language), CaptionBody(caption, omit), FrameOf(step));
+            Say(at, CaptionTopic(m_scenario.conference, language), fault.Apply(CaptionBody(caption)),
+                FrameOf(step));
         }
     }
+    fault.Check();
 }
 
 void Reader::Control(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "subtitleStatus", "srcLang", "dstLang", "enforce", "frame"});
+    StepFault fault(step, {"at", "kind", "subtitleStatus", "srcLang", "dstLang", "enforce", "frame"});
     ControlState state;
     state.subtitleStatus = static_cast<int>(step.Member("subtitleStatus").Integer(INT32_MIN, INT32_MAX));
     state.srcLang = step.TextOr("srcLang", "");
@@ -322,11 +332,12 @@ void Reader::Control(const JsonNode& step) {
     if (step.Has("enforce")) {
         state.enforce = static_cast<int>(step.Member("enforce").Integer(INT32_MIN, INT32_MAX));
     }
-    Say(m_at, ConferenceTopic(m_scenario.conference), ControlBody(state), FrameOf(step));
+    Say(m_at, ConferenceTopic(m_scenario.conference), fault.Apply(ControlBody(state)), FrameOf(step));
+    fault.Check();
 }
 
 void Reader::Sites(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "type", "people", "generate", "frame"});
+    StepFault fault(step, {"at", "kind", "type", "people", "generate", "frame"});
     std::vector<Site> sites;
     if (step.Has("people")) {
         for (const Person& person : PeopleOf(step.Member("people"))) {
@@ -341,13 +352,15 @@ void Reader::Sites(const JsonNode& step) {
         step.Fail("must name or generate 1 to " + std::to_string(kMaxSites) + " sites");
     }
     const int type = static_cast<int>(step.IntegerOr("type", 0, INT32_MAX, 0));
-    Say(m_at, SitesTopic(m_scenario.conference), SitesBody(type, sites), FrameOf(step));
+    Say(m_at, SitesTopic(m_scenario.conference), fault.Apply(SitesBody(type, sites)), FrameOf(step));
+    fault.Check();
 }
 
 void Reader::Overlay(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "terminal", "uri", "pause", "frame"});
+    StepFault fault(step, {"at", "kind", "terminal", "uri", "pause", "frame"});
     const std::string body = OverlayBody(step.Member("uri").Text(), step.Member("pause").Flag());
-    Say(m_at, OverlayTopic(step.Member("terminal").Text()), body, FrameOf(step));
+    Say(m_at, OverlayTopic(step.Member("terminal").Text()), fault.Apply(body), FrameOf(step));
+    fault.Check();
 }
 
 void Reader::Message(const JsonNode& step) {

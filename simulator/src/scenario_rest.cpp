@@ -1,10 +1,12 @@
 #include "scenario_rest.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <utility>
 
 #include "choose.h"
+#include "rest_fault.h"
 
 namespace quor_simulator {
 namespace {
@@ -30,6 +32,54 @@ std::vector<Person> PeopleOf(const JsonNode& node, std::string_view member, cons
         }
     }
     return people;
+}
+
+/* A list of numbers, or one of them alone. */
+std::vector<std::size_t> NumbersOr(const JsonNode& step, std::string_view name, std::int64_t least,
+                                   std::size_t most) {
+    std::vector<std::size_t> numbers;
+    if (step.Has(name)) {
+        const JsonNode member = step.Member(name);
+        for (const JsonNode& item : member.value().is_array() ? member.Items() : std::vector{member}) {
+            numbers.push_back(static_cast<std::size_t>(item.Integer(least, static_cast<std::int64_t>(most))));
+        }
+    }
+    return numbers;
+}
+
+std::vector<double> Scores(const JsonNode& list) {
+    std::vector<double> scores;
+    for (const JsonNode& item : list.Items()) {
+        if (!item.value().is_number() || std::abs(item.value().get<double>()) > kMaxScore) {
+            item.Fail("must be a number");
+        }
+        scores.push_back(item.value().get<double>());
+    }
+    if (scores.size() > kMaxResults) {
+        list.Fail("must have at most " + std::to_string(kMaxResults) + " numbers");
+    }
+    return scores;
+}
+
+void ReadFaceFault(const JsonNode& step, RestFault& fault) {
+    if (step.Has("results")) {
+        fault.results = static_cast<std::size_t>(step.Member("results").Integer(0, kMaxResults));
+    }
+    if (step.Has("scores")) {
+        fault.scores = Scores(step.Member("scores"));
+    }
+    fault.photoBytes = NumbersOr(step, "photoBytes", 0, kMaxPhotoBytes);
+    fault.failItems = NumbersOr(step, "failItems", 1, kMaxResults);
+    if (step.Has("badBase64") && step.Member("badBase64").value().is_boolean()) {
+        if (step.Member("badBase64").Flag()) {
+            fault.badBase64.emplace();
+        }
+    } else if (step.Has("badBase64")) {
+        fault.badBase64 = NumbersOr(step, "badBase64", 1, kMaxResults);
+        if (fault.badBase64->empty()) {
+            step.Member("badBase64").Fail("must be true or name places");
+        }
+    }
 }
 
 }  // namespace
@@ -81,8 +131,9 @@ RestStep ReadParticipantsStep(const JsonNode& step, const std::string& conferenc
 }
 
 RestStep ReadHttpFaultStep(const JsonNode& step) {
-    step.AllowOnly({"at", "kind", "endpoint", "status", "delayMs", "hold", "cut", "content", "omit",
-                    "pageSize", "body", "skip", "times"});
+    step.AllowOnly({"at",      "kind",    "endpoint", "status",     "delayMs",   "hold",     "cut",
+                    "content", "omit",    "pageSize", "body",       "skip",      "times",    "flap",
+                    "port",    "results", "scores",   "photoBytes", "badBase64", "failItems"});
     RestFault fault;
     if (step.Has("status")) {
         fault.status = static_cast<unsigned int>(step.Member("status").Integer(200, 599));
@@ -107,6 +158,11 @@ RestStep ReadHttpFaultStep(const JsonNode& step) {
     if (step.Has("times")) {
         fault.times = static_cast<std::size_t>(step.Member("times").Integer(1, kMaxCount));
     }
+    fault.flap = static_cast<std::size_t>(step.IntegerOr("flap", 1, kMaxCount, 0));
+    if (step.Has("port")) {
+        fault.port = Choose(step.Member("port"), kPortNames);
+    }
+    ReadFaceFault(step, fault);
     const Endpoint endpoint = Choose(step.Member("endpoint"), kEndpointNames);
     return [endpoint, fault = std::move(fault)](Rest& rest) { rest.SetFault(endpoint, fault); };
 }

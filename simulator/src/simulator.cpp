@@ -18,9 +18,12 @@ public:
     explicit Impl(Options options)
         : m_options(std::move(options)),
           m_hub(m_options),
-          m_rest({m_options.people, m_options.receivedKept,
-                  [this](std::string_view token) { return m_hub.AcceptsToken(token); }}),
-          m_port(m_options.port) {}
+          m_rest({m_options.people,
+                  m_options.receivedKept,
+                  [this](std::string_view token) { return m_hub.AcceptsToken(token); },
+                  {m_options.faceAccount, m_options.facePassword}}),
+          m_port(m_options.port),
+          m_facePort(m_options.facePort) {}
 
     void Start() QUOR_SIM_EXCLUDES(m_mutex) {
         MutexLock lock(m_mutex);
@@ -38,14 +41,26 @@ public:
         } else if (!m_scenario && !m_options.scenarioText.empty()) {
             Use(ParseScenario(m_options.scenarioText, "scenarioText"));
         }
+        if (!m_galleryRead && !m_options.galleryDirectory.empty()) {
+            m_rest.SetGallery(ReadGallery(m_options.galleryDirectory));
+            m_galleryRead = true;
+        }
         const Identities identities = PrepareIdentities(m_options.stateDirectory, m_options.serverNames);
         m_caFile = identities.caFile;
-        NetworkSettings settings{m_options.moreAddresses,    m_port,
-                                 m_options.handshakeTimeout, m_options.keepAliveTimeout,
-                                 m_options.maxLinks,         m_options.maxRequestBytes};
+        NetworkSettings settings{m_options.moreAddresses,
+                                 m_port,
+                                 m_facePort,
+                                 m_options.handshakeTimeout,
+                                 m_options.keepAliveTimeout,
+                                 m_options.maxLinks,
+                                 m_options.maxRequestBytes,
+                                 m_options.maxPictureBytes};
         settings.addresses.insert(settings.addresses.begin(), m_options.address);
         m_network = std::make_unique<Network>(m_hub, m_rest, settings, identities);
         m_port = m_network->port();
+        if (m_facePort) {
+            m_facePort = m_network->secondPort();
+        }
     }
 
     void Stop() QUOR_SIM_EXCLUDES(m_mutex) {
@@ -63,6 +78,10 @@ public:
     std::uint16_t port() const QUOR_SIM_EXCLUDES(m_mutex) {
         MutexLock lock(m_mutex);
         return m_port;
+    }
+    std::uint16_t facePort() const QUOR_SIM_EXCLUDES(m_mutex) {
+        MutexLock lock(m_mutex);
+        return m_facePort.value_or(0);
     }
     std::string caFile() const QUOR_SIM_EXCLUDES(m_mutex) {
         MutexLock lock(m_mutex);
@@ -105,6 +124,8 @@ private:
     ScenarioPlayer m_player{m_hub, m_rest};
     mutable Mutex m_mutex;
     std::uint16_t m_port QUOR_SIM_GUARDED_BY(m_mutex); /* wanted before the first start, taken after it */
+    std::optional<std::uint16_t> m_facePort QUOR_SIM_GUARDED_BY(m_mutex); /* likewise */
+    bool m_galleryRead QUOR_SIM_GUARDED_BY(m_mutex) = false;
     std::string m_caFile QUOR_SIM_GUARDED_BY(m_mutex);
     std::optional<Scenario> m_scenario QUOR_SIM_GUARDED_BY(m_mutex);
     std::unique_ptr<Network> m_network QUOR_SIM_GUARDED_BY(m_mutex);
@@ -127,6 +148,9 @@ bool Simulator::running() const {
 }
 std::uint16_t Simulator::port() const {
     return m_impl->port();
+}
+std::uint16_t Simulator::facePort() const {
+    return m_impl->facePort();
 }
 std::string Simulator::caFile() const {
     return m_impl->caFile();
@@ -214,6 +238,18 @@ void Simulator::SetCredentials(std::string userName, std::string password) {
 }
 void Simulator::WithholdReceipts(bool withhold) {
     m_impl->hub().WithholdReceipts(withhold);
+}
+void Simulator::SetAnswerFault(AnswerKind kind, AnswerFault fault) {
+    m_impl->hub().SetAnswerFault(kind, std::move(fault));
+}
+void Simulator::ClearAnswerFault(std::optional<AnswerKind> kind) {
+    m_impl->hub().ClearAnswerFault(kind);
+}
+std::size_t Simulator::ReleaseAnswers(std::optional<AnswerKind> kind) {
+    return m_impl->hub().ReleaseAnswers(kind);
+}
+bool Simulator::WaitForHeldAnswers(std::size_t count, Milliseconds timeout) const {
+    return m_impl->hub().WaitForHeldAnswers(count, timeout);
 }
 
 void Simulator::LoadScenarioFile(const std::string& path) {

@@ -1,10 +1,11 @@
 #include "upgrade.h"
 
 #include <openssl/crypto.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <cctype>
+
+#include "base64.h"
 
 namespace quor_simulator {
 namespace {
@@ -12,15 +13,6 @@ namespace {
 constexpr std::string_view kScheme = "Basic ";
 /* The best first: the list is tried in this order. */
 constexpr std::string_view kProtocols[] = {"v12.stomp", "v11.stomp", "v10.stomp"};
-
-std::string Base64(std::string_view text) {
-    std::string out(4 * ((text.size() + 2) / 3) + 1, '\0');
-    const auto* input = reinterpret_cast<const unsigned char*>(text.data());
-    auto* output = reinterpret_cast<unsigned char*>(out.data());
-    const int length = EVP_EncodeBlock(output, input, static_cast<int>(text.size()));
-    out.resize(static_cast<std::size_t>(length));
-    return out;
-}
 
 std::string_view Trim(std::string_view text) {
     const auto blank = [](char c) { return c == ' ' || c == '\t'; };
@@ -73,7 +65,7 @@ UpgradeDecision Refusal(unsigned int status, std::string reason, bool challenge 
 }  // namespace
 
 std::string BasicCredentials(std::string_view userName, std::string_view password) {
-    return std::string(kScheme) + Base64(std::string(userName) + ":" + std::string(password));
+    return std::string(kScheme) + EncodeBase64(std::string(userName) + ":" + std::string(password));
 }
 
 UpgradeDecision DecideUpgrade(const UpgradeRequest& request, const UpgradeRules& rules) {

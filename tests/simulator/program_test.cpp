@@ -1,112 +1,10 @@
 /* program_test.cpp - quor-simulator as a process: ready-file, commands, signals, statistics, exit codes. */
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-
-#include "http_fixture.h"
+#include "program_fixture.h"
 
 namespace quor_test {
 namespace {
 
 using nlohmann::json;
-
-/* The program with its standard input and output at pipes. Killed at the end of its life if it still runs. */
-class Process {
-public:
-    explicit Process(std::vector<std::string> arguments) {
-        int input[2];
-        int output[2];
-        if (::pipe2(input, O_CLOEXEC) != 0 || ::pipe2(output, O_CLOEXEC) != 0) {
-            return;
-        }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, output[1], STDERR_FILENO);
-        arguments.insert(arguments.begin(), QUOR_SIMULATOR_PROGRAM);
-        std::vector<char*> pointers;
-        pointers.reserve(arguments.size() + 1);
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
-        ::posix_spawn(&m_pid, QUOR_SIMULATOR_PROGRAM, &actions, nullptr, pointers.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(input[0]);
-        ::close(output[1]);
-        m_input = input[1];
-        m_output = output[0];
-    }
-    ~Process() {
-        if (m_pid > 0) {
-            ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
-        ::close(m_input);
-        ::close(m_output);
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-    /* Empty at the end of the output. */
-    std::string ReadLine() {
-        std::string line;
-        char c = 0;
-        while (::read(m_output, &c, 1) == 1 && c != '\n') {
-            line += c;
-        }
-        return line;
-    }
-    std::string Ask(const std::string& command) {
-        const std::string line = command + "\n";
-        return ::write(m_input, line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? ReadLine()
-                                                                                               : "";
-    }
-    void Signal(int number) const { ::kill(m_pid, number); }
-    /* The exit code; -1 when it did not end by itself. */
-    int Wait() {
-        std::string line;
-        do {
-            line = ReadLine();
-            m_rest += line + "\n";
-        } while (!line.empty());
-        int status = 0;
-        ::waitpid(m_pid, &status, 0);
-        m_pid = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    const std::string& rest() const { return m_rest; } /* what was printed during Wait */
-    pid_t pid() const { return m_pid; }
-
-private:
-    pid_t m_pid = -1;
-    int m_input = -1;
-    int m_output = -1;
-    std::string m_rest;
-};
-
-class Program : public ::testing::Test {
-protected:
-    std::string Path(const std::string& name) const { return m_directory.path() + "/" + name; }
-    static json ReadJson(const std::string& path) {
-        std::ifstream file(path);
-        return json::parse(file, nullptr, false);
-    }
-    std::vector<std::string> With(std::vector<std::string> more) const {
-        more.insert(more.begin(), {"--state-dir", Path("state"), "--json"});
-        return more;
-    }
-
-private:
-    const TemporaryDirectory m_directory;
-};
 
 TEST_F(Program, ReadyFileCommandsAndQuit) {
     Process process(With({"--ready-file", Path("ready"), "--stats-file", Path("stats"), "--user", "u",
@@ -209,6 +107,73 @@ TEST_F(Program, HttpCommands) {
     EXPECT_EQ(http["connectionsCut"], 1);
     EXPECT_EQ(http["unknown"], 0);
     EXPECT_EQ(http["malformed"], 0);
+}
+
+TEST_F(Program, MessageFaultCommands) {
+    Process process(With({}));
+    const json ready = json::parse(process.ReadLine());
+    const auto ask = [&](const std::string& command) { return json::parse(process.Ask(command)); };
+    RawClient client;
+    ASSERT_TRUE(client.ConnectStomp(ready["port"], ready["caFile"]));
+    client.SendFrame("SUBSCRIBE\nid:1\ndestination:/t\nreceipt:r\n\n");
+    ASSERT_EQ(client.ReadFrame()->command, "RECEIPT");
+
+    EXPECT_EQ(ask(R"(publish-faulty /t omit=a,b wrongType=c tooLong=d,e length=4 entries=2 otherUri=v )"
+                  R"({"a":1, "b":2,"c":3,"d":"4 5","e":[6],"uri":"u"})")["answer"],
+              "sent to 1 subscription");
+    EXPECT_EQ(client.ReadFrame()->body, R"({"c":"3","d":"4 5x","e":[6,6],"uri":"v"})");
+    EXPECT_EQ(ask(R"(publish-faulty /t omit=x {"a":1})")["answer"],
+              "omit: the message has no member \"x\" (it has: a)");
+
+    const auto report = [&] {
+        client.SendFrame("SEND\ndestination:/terminal/parameter\ntoken:t\nuri:u\n\n{\n}");
+    };
+    EXPECT_EQ(ask("answer-fault capability wrongType=result times=1")["answer"],
+              "answers of the kind capability are faulty");
+    report();
+    EXPECT_EQ(client.ReadFrame()->body, R"({"result":"0"})");
+    EXPECT_EQ(ask("answer-fault capability hold skip=1 times=1")["ok"], true);
+    report();
+    EXPECT_EQ(client.ReadFrame()->body, R"({"result":0})");
+    report();
+    while (ask("answer-release capability")["answer"] == "0 answers released") {
+    }
+    EXPECT_EQ(client.ReadFrame()->body, R"({"result":0})");
+    EXPECT_EQ(ask("answer-fault model otherUri=v otherNumber tooLong=content")["ok"], true);
+    EXPECT_EQ(ask("answer-clear")["answer"], "answers are as they should be");
+    EXPECT_EQ(ask("answer-release")["answer"], "0 answers released");
+    const json sends = json::parse(ask("sends")["answer"].get<std::string>());
+    ASSERT_EQ(sends.size(), 3U);
+    EXPECT_EQ(sends[0],
+              json::parse(R"({"link":1,"destination":"/terminal/parameter","headers":{"destination":)"
+                          R"("/terminal/parameter","token":"t","uri":"u"},"body":"{\n}"})"));
+
+    for (const char* bad : {"publish-faulty",
+                            "publish-faulty /t {}",
+                            "publish-faulty /t omit=a",
+                            "publish-faulty /t hold {}",
+                            "publish-faulty /t omit= {}",
+                            "publish-faulty /t length=0 {}",
+                            "publish-faulty /t entries=10001 {}",
+                            "publish-faulty /t otherUri= {}",
+                            "publish-faulty /t omit=a {",
+                            "answer-fault",
+                            "answer-fault capability",
+                            "answer-fault face hold",
+                            "answer-fault capability holdme",
+                            "answer-fault capability times=0",
+                            "answer-fault capability skip=x",
+                            "answer-fault managerModel otherUri=u",
+                            "answer-fault capability otherNumber",
+                            "answer-fault capability omit=content",
+                            "answer-release x",
+                            "answer-clear x"}) {
+        EXPECT_EQ(ask(bad)["ok"], false) << bad;
+    }
+    report();
+    EXPECT_EQ(client.ReadFrame()->body, R"({"result":0})") << "refused commands change nothing";
+    EXPECT_EQ(ask("quit")["ok"], true);
+    EXPECT_EQ(process.Wait(), 0);
 }
 
 TEST_F(Program, SignalsEndItInOrder) {

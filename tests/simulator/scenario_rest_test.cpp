@@ -1,5 +1,5 @@
 /* scenario_rest_test.cpp - what scenario files say about the HTTP side, and what playing them does to it. */
-#include "http_fixture.h"
+#include "face_fixture.h"
 #include "scenario.h"
 
 namespace quor_test {
@@ -76,7 +76,9 @@ TEST_P(BadHttpScenario, IsRefusedWithItsPlace) {
     }
 }
 
-const char kEndpoints[] = "participants, signInList, signInHistory, signInReport, accountQuery, matchReport";
+const char kEndpoints[] =
+    "participants, signInList, signInHistory, signInReport, accountQuery, matchReport, faceVersion, "
+    "faceIdentify, faceUserPhotos, facePhotos";
 
 INSTANTIATE_TEST_SUITE_P(
     All, BadHttpScenario,
@@ -97,6 +99,27 @@ INSTANTIATE_TEST_SUITE_P(
                 "test: $.steps[0].pageSize: must be a whole number from 1 to 1000000"},
         BadStep{"Times", WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"participants","times":0})"),
                 "test: $.steps[0].times: must be a whole number from 1 to 1000000"},
+        BadStep{"Flap", WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"faceVersion","flap":0})"),
+                "test: $.steps[0].flap: must be a whole number from 1 to 1000000"},
+        BadStep{"Port", WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"faceVersion","port":"x"})"),
+                "test: $.steps[0].port: \"x\" is none of: first, second"},
+        BadStep{"Results", WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"faceVersion","results":65})"),
+                "test: $.steps[0].results: must be a whole number from 0 to 64"},
+        BadStep{"Scores",
+                WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"faceVersion","scores":[1,"x"]})"),
+                "test: $.steps[0].scores[1]: must be a number"},
+        BadStep{"PhotoBytes",
+                WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"facePhotos","photoBytes":[0,8388609]})"),
+                "test: $.steps[0].photoBytes[1]: must be a whole number from 0 to 8388608"},
+        BadStep{"BadBase64",
+                WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"facePhotos","badBase64":[0]})"),
+                "test: $.steps[0].badBase64[0]: must be a whole number from 1 to 64"},
+        BadStep{"NoBadBase64",
+                WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"facePhotos","badBase64":[]})"),
+                "test: $.steps[0].badBase64: must be true or name places"},
+        BadStep{"FailItems",
+                WithSteps(R"({"at":0,"kind":"httpFault","endpoint":"facePhotos","failItems":"2"})"),
+                "test: $.steps[0].failItems: must be a whole number from 1 to 64"},
         BadStep{"Unknown", WithSteps(R"({"at":0,"kind":"httpClear","times":1})"),
                 "test: $.steps[0].times: unknown member (known here: at, kind, endpoint)"},
         BadStep{"Release", WithSteps(R"({"at":0,"kind":"httpRelease","endpoint":"y"})"),
@@ -166,6 +189,34 @@ TEST_F(ScenarioHttp, FaultsAreSetAndCleared) {
     Play(R"({"at":0,"kind":"httpFault","endpoint":"participants","pageSize":1},{"at":1,"kind":"httpClear"})");
     EXPECT_EQ(Good(ParticipantsText("c", 0))["content"].size(), 2U);
     EXPECT_EQ(Ask(question).body, R"({"checkInInfos":[]})");
+}
+
+TEST_F(ScenarioHttp, FaceFaultsAreSet) {
+    Options options;
+    options.galleryDirectory = kGalleryFolder;
+    options.facePort = 0;
+    Start(options);
+    Play(
+        R"({"at":0,"kind":"httpFault","endpoint":"faceVersion","status":302,"flap":1,"port":"first"},)"
+        R"({"at":0,"kind":"httpFault","endpoint":"faceIdentify","scores":[90,75.5],"results":3},)"
+        R"({"at":0,"kind":"httpFault","endpoint":"facePhotos","photoBytes":[0,1],"failItems":[3],"badBase64":[2]},)"
+        R"({"at":0,"kind":"httpFault","endpoint":"faceUserPhotos","photoBytes":2,"badBase64":true})");
+    EXPECT_EQ(Ask(VersionText()).status, 200U);
+    EXPECT_EQ(Ask(VersionText()).status, 302U);
+    HttpsClient second;
+    ASSERT_TRUE(second.Connect(simulator().facePort(), simulator().caFile()));
+    EXPECT_EQ(second.Ask(VersionText()).status, 200U);
+    EXPECT_EQ(second.Ask(VersionText()).status, 200U);
+    const Json found = Good(IdentifyText(Probe("ben.okafor")));
+    EXPECT_EQ(found["results"][0]["userid"], "ben.okafor");
+    EXPECT_EQ(found["results"][2]["score"], 75.5);
+    const Json photos = Good(PhotosText("ben-1,ana-1,wei-1"))["results"];
+    EXPECT_EQ(photos[0]["data"], "");
+    EXPECT_EQ(photos[1]["data"], "*** this is no base64 ***");
+    EXPECT_EQ(photos[2]["status"], "failed");
+    EXPECT_EQ(Good(UserPhotosText("x"))["results"][0]["data"], "*** this is no base64 ***");
+    Play(R"({"at":0,"kind":"httpFault","endpoint":"faceUserPhotos","badBase64":false})");
+    EXPECT_EQ(Good(UserPhotosText("x"))["results"][0]["status"], "failed");
 }
 
 TEST_F(ScenarioHttp, HeldAnswersAreReleased) {

@@ -130,6 +130,8 @@ TEST(ScenarioFile, ShippedScenariosAreGood) {
     EXPECT_GT(drop.count(), 8000);
     EXPECT_LE(demo.actions.back().at, Milliseconds(20000));
     EXPECT_LE(quor_simulator::ReadScenarioFile(folder + "/smoke.json").actions.back().at, Milliseconds(1000));
+    EXPECT_LE(quor_simulator::ReadScenarioFile(folder + "/faults.json").actions.back().at,
+              Milliseconds(10000));
 }
 
 struct BadScenario {
