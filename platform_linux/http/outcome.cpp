@@ -121,9 +121,9 @@ Outcome OutcomeOfTransfer(CURL* easy, CURLcode code, bool tlsBegun, const std::s
         outcome.status = static_cast<unsigned long>(status);
         if (outcome.status >= kFirstFailedStatus) {
             outcome.failure.stage = Stage::kAnswer;
-            outcome.failure.text = peer + " answered with the HTTP status " + std::to_string(status);
         }
         outcome.failure.httpStatus = static_cast<int>(status);
+        outcome.failure.text = peer + " answered with the HTTP status " + std::to_string(status);
         return outcome;
     }
     const Meaning meaning = MeaningOf(code, ProgressOf(easy, tlsBegun));

@@ -9,11 +9,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <tuple>
+#include <vector>
 
+#include "support/host_terminal.h"
+#include "support/http_interpose.h"
 #include "support/http_terminal_test.h"
 
 namespace quor_test {
@@ -106,30 +112,6 @@ TEST_F(HttpCertificates, AServerOfAnUnknownAuthorityIsRefused) {
     ExpectAllRefused(kTlsError);
 }
 
-// The certificate service does not know such a file, so the transport is not even asked. Only the participant
-// query is made here: an asynchronous request loses its copy then.
-TEST_F(HttpCertificates, AMissingCaFileRefusesEveryQuery) {
-    for (const std::string& path : {terminal().folder().File("no such file"), std::string()}) {
-        terminal().ClearLog();
-        HttpTerminal::Trust(path);
-        Ask(Kind::kParticipants);
-        ASSERT_TRUE(terminal().WaitForLog(kQueryEnd));
-        EXPECT_EQ(terminal().LogCount("QuorOmCertGetCertPath error 2"), 1U);
-        EXPECT_EQ(terminal().LogCount("<aiCommonHttpSynSend> GetConfigParam error!"), 1U);
-        ExpectSilence();
-    }
-    EXPECT_TRUE(rest().Requests().empty());
-}
-
-TEST_F(HttpCertificates, AnEmptyCaFileRefusesEveryRequest) {
-    const std::string file = terminal().folder().File("ca.pem");
-    for (const char* content : {"", "no certificate in here\n"}) {
-        Replace(file, content);
-        HttpTerminal::Trust(file);
-        ExpectAllRefused(kCertificateError);
-    }
-}
-
 // While it lives, the process has no right to read what only root may.
 class WithoutRoot {
 public:
@@ -147,19 +129,109 @@ private:
     const bool m_changed;
 };
 
-TEST_F(HttpCertificates, AnUnreadableCaFileRefusesEveryRequest) {
-    const std::string file = terminal().folder().File("ca.pem");
-    TemporaryFolder::Write(file, TemporaryFolder::Read(server().caFile()));
-    ASSERT_EQ(chmod(terminal().folder().Path().c_str(), 0755), 0);
-    ASSERT_EQ(chmod(file.c_str(), 0), 0);
-    HttpTerminal::Trust(file);
-    {
-        const WithoutRoot withoutRoot;
-        ExpectAllRefused(kCertificateError);
+// ---- Trusted certificates that are not there ----
+
+enum class CaFault { kNoFile, kNoPath, kEmpty, kNoCertificate, kUnreadable };
+
+std::string NameOf(CaFault fault) {
+    switch (fault) {
+        case CaFault::kNoFile:
+            return "NoFile";
+        case CaFault::kNoPath:
+            return "NoPath";
+        case CaFault::kEmpty:
+            return "Empty";
+        case CaFault::kNoCertificate:
+            return "NoCertificate";
+        case CaFault::kUnreadable:
+            break;
     }
-    ASSERT_EQ(chmod(file.c_str(), 0644), 0);
-    ExpectAllAccepted();
+    return "Unreadable";
 }
+
+// The copy of a request's record that nobody frees when the transport is not asked.
+std::vector<std::size_t> LossOf(Kind kind) {
+    switch (IdOf(kind)) {
+        case AI_SUB_ID_QUERY_SIGN_IN:
+            return {464};
+        case AI_SUB_ID_REPORT_SIGN_IN:
+            return {5872};
+        case AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN:
+            return {16580};
+        case AI_SUB_ID_REPORT_AV_MATCH:
+            return {1016};
+        default:
+            return {};  // the task frees it
+    }
+}
+
+class HttpUnusableCa : public HttpCertificates,
+                       public ::testing::WithParamInterface<std::tuple<CaFault, Kind>> {
+protected:
+    static CaFault Fault() { return std::get<CaFault>(GetParam()); }
+    static Kind RequestKind() { return std::get<Kind>(GetParam()); }
+
+    // What the certificate service does not know never reaches the transport.
+    static bool IsUnknown() { return Fault() == CaFault::kNoFile || Fault() == CaFault::kNoPath; }
+
+    void Spoil() {
+        const std::string file = terminal().folder().File("ca.pem");
+        if (Fault() == CaFault::kUnreadable) {
+            TemporaryFolder::Write(file, TemporaryFolder::Read(server().caFile()));
+            ASSERT_EQ(chmod(terminal().folder().Path().c_str(), 0755), 0);
+            ASSERT_EQ(chmod(file.c_str(), 0), 0);
+        } else if (!IsUnknown()) {
+            TemporaryFolder::Write(file, Fault() == CaFault::kEmpty ? "" : "no certificate in here\n");
+        }
+        HttpTerminal::Trust(Fault() == CaFault::kNoPath ? std::string() : file);
+    }
+
+    void ExpectNotAsked() {
+        terminal().ClearLog();
+        const Asked asked = Ask(RequestKind());
+        if (RequestKind() == Kind::kParticipants) {
+            ASSERT_TRUE(terminal().WaitForLog(kQueryEnd));
+            EXPECT_EQ(terminal().LogCount("<aiCommonHttpSynSend> GetConfigParam error!"), 1U);
+        } else {
+            EXPECT_EQ(asked.result, 0xFFFFFFFFU);
+            EXPECT_EQ(terminal().LogCount("<aiCommonHttpAsynSend> GetConfigParam error!"), 1U);
+        }
+        EXPECT_EQ(terminal().LogCount("QuorOmCertGetCertPath error 2"), 1U);
+        ExpectSilence();
+    }
+};
+
+TEST_P(HttpUnusableCa, RefusesEveryRequestAndGivesWayToAGoodOne) {
+    ASSERT_NO_FATAL_FAILURE(Spoil());
+    const std::vector<std::size_t> loss = IsUnknown() ? LossOf(RequestKind()) : std::vector<std::size_t>();
+    {
+        const LiveBlocks blocks;
+        if (IsUnknown()) {
+            ExpectNotAsked();
+        } else {
+            std::optional<WithoutRoot> withoutRoot;
+            if (Fault() == CaFault::kUnreadable) {
+                withoutRoot.emplace();
+            }
+            ExpectTransportFailure(RequestKind(), kCertificateError);
+        }
+        EXPECT_TRUE(Eventually([&] { return LiveBlocks::Sizes() == loss; }));
+        LiveBlocks::GiveBack();
+    }
+    EXPECT_TRUE(rest().Requests().empty());
+    HttpTerminal::Trust(server().caFile());
+    ExpectSuccess(RequestKind());
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, HttpUnusableCa,
+                         ::testing::Combine(::testing::Values(CaFault::kNoFile, CaFault::kNoPath,
+                                                              CaFault::kEmpty, CaFault::kNoCertificate,
+                                                              CaFault::kUnreadable),
+                                            ::testing::ValuesIn(kAllKinds)),
+                         [](const auto& test) {
+                             return NameOf(std::get<CaFault>(test.param)) + "_" +
+                                    NameOf(std::get<Kind>(test.param));
+                         });
 
 // The name under which OpenSSL looks for a certificate in a folder.
 std::string HashedName(const std::string& file) {

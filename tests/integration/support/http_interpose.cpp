@@ -4,11 +4,14 @@
 
 #include <atomic>
 #include <cstring>
+#include <map>
+#include <utility>
 
 #include "platform_linux/thread_annotations.h"
 #include "quor_platform/bounded.h"
 #include "quor_platform/dns.h"
 #include "quor_platform/http.h"
+#include "quor_platform/os.h"
 #include "support/patience.h"
 
 namespace quor_test {
@@ -29,6 +32,13 @@ struct Gate {
     unsigned int waiting QUOR_GUARDED_BY(mutex) = 0;
 };
 Gate gate;
+
+struct Heap {
+    quor_platform::internal::Mutex mutex;
+    bool watched QUOR_GUARDED_BY(mutex) = false;
+    std::map<void*, std::size_t> live QUOR_GUARDED_BY(mutex);
+};
+Heap heap;
 
 void PassGate() {
     quor_platform::internal::MutexLock lock(gate.mutex);
@@ -99,9 +109,61 @@ bool BegunQueries::WaitFor(unsigned int count) {
     return Eventually([count] { return begun >= count; });
 }
 
+LiveBlocks::LiveBlocks() {
+    quor_platform::internal::MutexLock lock(heap.mutex);
+    heap.watched = true;
+}
+
+LiveBlocks::~LiveBlocks() {
+    quor_platform::internal::MutexLock lock(heap.mutex);
+    heap.watched = false;
+    heap.live.clear();
+}
+
+std::vector<std::size_t> LiveBlocks::Sizes() {
+    quor_platform::internal::MutexLock lock(heap.mutex);
+    std::vector<std::size_t> sizes;
+    for (const auto& [block, size] : heap.live) {
+        sizes.push_back(size);
+    }
+    return sizes;
+}
+
+void LiveBlocks::GiveBack() {
+    std::map<void*, std::size_t> live;
+    {
+        quor_platform::internal::MutexLock lock(heap.mutex);
+        live = std::exchange(heap.live, {});
+    }
+    for (const auto& [block, size] : live) {
+        OSMemTypeFreeMon(block, __LINE__, "test");
+    }
+}
+
 }  // namespace quor_test
 
 extern "C" {
+
+void* OsMemMallocSetCharMon(unsigned int size, unsigned char fill, unsigned int line, const char* module) {
+    using namespace quor_test;
+    static auto* const platform = Platform<decltype(OsMemMallocSetCharMon)>("OsMemMallocSetCharMon");
+    void* const block = platform(size, fill, line, module);
+    quor_platform::internal::MutexLock lock(heap.mutex);
+    if (heap.watched && block != nullptr) {
+        heap.live[block] = size;
+    }
+    return block;
+}
+
+void OSMemTypeFreeMon(void* block, unsigned int line, const char* module) {
+    using namespace quor_test;
+    static auto* const platform = Platform<decltype(OSMemTypeFreeMon)>("OSMemTypeFreeMon");
+    {
+        quor_platform::internal::MutexLock lock(heap.mutex);
+        heap.live.erase(block);
+    }
+    platform(block, line, module);
+}
 
 // The first step of a participant query: its token goes into a header.
 int strncpy_s(char* dest, size_t destMax, const char* src, size_t count) {

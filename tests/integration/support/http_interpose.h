@@ -3,7 +3,9 @@
 #ifndef QUOR_TESTS_INTEGRATION_HTTP_INTERPOSE_H
 #define QUOR_TESTS_INTEGRATION_HTTP_INTERPOSE_H
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 namespace quor_test {
 
@@ -42,6 +44,20 @@ public:
 
     // At least count; false: not in kPatience.
     static bool WaitFor(unsigned int count);
+};
+
+// While it lives, remembers what is allocated on the accounted heap and not given back.
+class LiveBlocks {
+public:
+    LiveBlocks();
+    ~LiveBlocks();
+    LiveBlocks(const LiveBlocks&) = delete;
+    LiveBlocks& operator=(const LiveBlocks&) = delete;
+
+    // The sizes of what is live now.
+    static std::vector<std::size_t> Sizes();
+    // Frees it: for what the library loses, which it says of itself.
+    static void GiveBack();
 };
 
 }  // namespace quor_test

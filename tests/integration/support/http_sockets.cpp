@@ -16,11 +16,10 @@ namespace {
 
 constexpr int kBacklog = 64;
 
-// Binds to a port of 127.0.0.1, 0 for any free one; the port, or 0 when it is taken.
-std::uint16_t Bind(int descriptor, std::uint16_t port) {
+// Binds to a free port of 127.0.0.1; the port, or 0 when there is none.
+std::uint16_t Bind(int descriptor) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
-    address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
     auto* const plain = reinterpret_cast<sockaddr*>(&address);
@@ -36,22 +35,8 @@ int Open(SilentSocket::Kind kind) {
 
 }  // namespace
 
-std::uint16_t FreeDnsPort() {
-    constexpr int kAttempts = 20;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const SilentSocket udp(SilentSocket::Kind::kUdp);
-        const int tcp = Open(SilentSocket::Kind::kTcp);
-        const std::uint16_t port = Bind(tcp, udp.Port());
-        close(tcp);
-        if (port != 0) {
-            return port;
-        }
-    }
-    throw std::runtime_error("no free port");
-}
-
 SilentSocket::SilentSocket(Kind kind) : m_descriptor(Open(kind)) {
-    m_port = m_descriptor < 0 ? std::uint16_t{0} : Bind(m_descriptor, 0);
+    m_port = m_descriptor < 0 ? std::uint16_t{0} : Bind(m_descriptor);
     if (m_port == 0 || (kind == Kind::kTcp && listen(m_descriptor, kBacklog) != 0)) {
         close(m_descriptor);
         throw std::runtime_error("no socket that listens");

@@ -7,9 +7,6 @@
 
 namespace quor_test {
 
-// A port of 127.0.0.1 that nobody used for UDP or TCP a moment ago.
-std::uint16_t FreeDnsPort();
-
 // Open on a free port of 127.0.0.1 for the life of the object. What arrives is never answered: the system
 // completes a TCP connection, and nobody ever reads from it.
 class SilentSocket {

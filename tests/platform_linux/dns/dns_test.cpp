@@ -89,7 +89,7 @@ protected:
         if (DnsServer::MayBeMissing()) {
             GTEST_SKIP() << "dnsmasq is not installed";
         }
-        ASSERT_TRUE(m_server.Use("a.test"));
+        ASSERT_TRUE(m_server.Use());
     }
 
     DnsServer m_server{{"--host-record=a.test,192.0.2.1", "--host-record=three.test,192.0.2.1",

@@ -62,6 +62,8 @@ TEST_F(HttpAsync, AnswersComeThroughTheCallback) {
     EXPECT_EQ(completion.status, 201U);
     EXPECT_EQ(completion.body, "PUTbodyt");
     EXPECT_EQ(completion.failure.httpStatus, 201);
+    EXPECT_THAT(completion.failure.text,
+                testing::MatchesRegex("localhost:[0-9]+ answered with the HTTP status 201"));
 }
 
 TEST_F(HttpAsync, ConnectionsAreReused) {

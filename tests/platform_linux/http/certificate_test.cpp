@@ -197,7 +197,7 @@ TEST_F(HttpCertificates, TheNameThatDnsGaveAnAddressForIsSentAndVerified) {
     if (DnsServer::MayBeMissing()) {
         GTEST_SKIP() << "dnsmasq is not installed";
     }
-    ASSERT_TRUE(dns.Use("conf.test"));
+    ASSERT_TRUE(dns.Use());
     const HttpPeer peer(ServerTls({"DNS:conf.test"}),
                         HttpPeer::Serve([](HttpConnection& c, const PeerRequest& r) {
                             c.Answer(200, c.ServerName() + " " + r.headers.at("host"));
@@ -228,7 +228,7 @@ TEST_F(HttpCertificates, AfterAServiceLookupTheNameAskedForIsVerified) {
     if (DnsServer::MayBeMissing()) {
         GTEST_SKIP() << "dnsmasq is not installed";
     }
-    ASSERT_TRUE(dns.Use("node.test"));
+    ASSERT_TRUE(dns.Use());
     CloudDnsRecord record{};
     unsigned int count = 1;
     ASSERT_EQ(QUOR_NETB_DnsGetSrvBySynResolveEx("https", "tcp", "conf.test", &record, &count, 1, 1), 0U);

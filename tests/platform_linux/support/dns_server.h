@@ -12,14 +12,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
-#include "quor_platform/dns.h"
 #include "quor_platform_linux/host.h"
+#include "tests/platform_linux/support/temporary_folder.h"
 
 // A UDP port of 127.0.0.1 on which nobody answers.
 class SilentDnsPort {
@@ -47,24 +47,66 @@ private:
 class DnsServer {
 public:
     // dnsmasq's options for records: "--host-record=name,192.0.2.1",
-    // "--srv-host=_https._tcp.name,target,443,10,5".
+    // "--srv-host=_https._tcp.name,target,443,10,5". Of names under "test" there are no others, and nobody
+    // else is asked.
     explicit DnsServer(const std::vector<std::string>& records) {
-        const char* const program = "/usr/sbin/dnsmasq";
-        if (access(program, X_OK) != 0) {
-            return;
+        // Another process may take the port that was free a moment ago.
+        for (int attempt = 0; attempt < 5 && !m_running && access(kProgram, X_OK) == 0; ++attempt) {
+            m_server = SilentDnsPort().Server();
+            m_running = Start(records);
         }
-        m_server = SilentDnsPort().Server();  // free again now
-        std::vector<std::string> words = {program,
+    }
+    ~DnsServer() { End(); }
+    DnsServer(const DnsServer&) = delete;
+    DnsServer& operator=(const DnsServer&) = delete;
+
+    // As quor_platform::DnsSettings wants it.
+    const std::string& Server() const { return m_server; }
+
+    // Makes the platform ask this server. False: it is not installed or did not start.
+    bool Use() const {
+        quor_platform::DnsSettings settings;
+        settings.servers = {m_server};
+        settings.attemptTimeout = std::chrono::milliseconds(500);
+        quor_platform::SetDnsSettings(settings);
+        return m_running;
+    }
+
+    // How often it was asked for records of this type ("A", "AAAA", "SRV") of this name.
+    std::size_t Queries(const std::string& type, const std::string& name) const {
+        const std::string log = TemporaryFolder::Read(LogFile());
+        const std::string mark = "query[" + type + "] " + name + " ";
+        std::size_t count = 0;
+        for (std::size_t at = log.find(mark); at != std::string::npos; at = log.find(mark, at + 1)) {
+            ++count;
+        }
+        return count;
+    }
+
+    // Whether a test may be skipped for want of the server. Continuous integration has it.
+    static bool MayBeMissing() {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
+        return std::getenv("CI") == nullptr && access(kProgram, X_OK) != 0;
+    }
+
+private:
+    static constexpr char kProgram[] = "/usr/sbin/dnsmasq";
+
+    std::string LogFile() const { return m_folder.File("log"); }
+
+    // True: it listens.
+    bool Start(const std::vector<std::string>& records) {
+        std::vector<std::string> words = {kProgram,
                                           "--keep-in-foreground",
                                           "--conf-file=/dev/null",
                                           "--no-resolv",
                                           "--no-hosts",
-
                                           "--bind-interfaces",
                                           "--listen-address=127.0.0.1",
                                           "--local=/test/",
                                           "--port=" + m_server.substr(m_server.find(':') + 1),
-                                          "--log-facility=/dev/null",
+                                          "--log-queries",
+                                          "--log-facility=" + LogFile(),
                                           "--pid-file=",
                                           "--user=",
                                           "--group="};
@@ -75,52 +117,31 @@ public:
             arguments.push_back(word.data());
         }
         arguments.push_back(nullptr);
-        if (posix_spawn(&m_process, program, nullptr, nullptr, arguments.data(), environ) != 0) {
+        if (posix_spawn(&m_process, kProgram, nullptr, nullptr, arguments.data(), environ) != 0) {
             m_process = -1;
+            return false;
         }
+        while (TemporaryFolder::Read(LogFile()).find(": started, version") == std::string::npos) {
+            if (waitpid(m_process, nullptr, WNOHANG) == m_process) {
+                m_process = -1;
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return true;
     }
-    ~DnsServer() {
+
+    void End() {
         if (m_process > 0) {
             kill(m_process, SIGKILL);
             waitpid(m_process, nullptr, 0);
         }
     }
-    DnsServer(const DnsServer&) = delete;
-    DnsServer& operator=(const DnsServer&) = delete;
 
-    const std::string& Server() const { return m_server; }
-
-    // Makes the platform ask this server, once it answers for name. False: it is not installed or does not
-    // start.
-    bool Use(const std::string& name) const {
-        if (m_process <= 0) {
-            return false;
-        }
-        quor_platform::DnsSettings settings;
-        settings.servers = {m_server};
-        settings.attemptTimeout = std::chrono::milliseconds(500);
-        quor_platform::SetDnsSettings(settings);
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (std::chrono::steady_clock::now() < deadline) {
-            QuorNetbDnsAddress address{};
-            unsigned int count = 1;
-            if (QUOR_NETB_DnsGetIpBySynResolveEx(name.c_str(), 2, &address, &count, 1, 1) == 0) {
-                quor_platform::SetDnsSettings(settings);  // forgets the answer
-                return true;
-            }
-            std::this_thread::yield();
-        }
-        return false;
-    }
-    // Whether a test may be skipped for want of the server. Continuous integration has it.
-    static bool MayBeMissing() {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-        return std::getenv("CI") == nullptr && access("/usr/sbin/dnsmasq", X_OK) != 0;
-    }
-
-private:
+    TemporaryFolder m_folder;
     std::string m_server;
     pid_t m_process = -1;
+    bool m_running = false;
 };
 
 #endif

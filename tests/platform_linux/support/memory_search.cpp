@@ -29,9 +29,11 @@ int PlacesHolding(const std::string& masked) {
         for (unsigned long at = begin; at < end; at += sizeof block - masked.size()) {
             const auto want = std::min<std::size_t>(sizeof block, end - at);
             const ssize_t got = pread(memory, block, want, static_cast<off_t>(at));
-            const bool own = at < reinterpret_cast<std::uintptr_t>(block) + sizeof block &&
-                             at + want > reinterpret_cast<std::uintptr_t>(block);
-            for (ssize_t i = 0; !own && i + static_cast<ssize_t>(masked.size()) <= got; ++i) {
+            for (ssize_t i = 0; i + static_cast<ssize_t>(masked.size()) <= got; ++i) {
+                const auto place = reinterpret_cast<const char*>(at) + i;
+                if (place + masked.size() > std::begin(block) && place < std::end(block)) {
+                    continue;  // the search's own copy
+                }
                 std::size_t same = 0;
                 while (same < masked.size() &&
                        static_cast<char>(block[static_cast<std::size_t>(i) + same] ^ kMask) == masked[same]) {
