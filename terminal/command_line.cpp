@@ -16,8 +16,9 @@ namespace {
 
 constexpr const char* kAbout =
     "quor-terminal - the AI services of a conference, on the command line.\n"
-    "It connects to a conference management server, shows what the server pushes, asks its large model, and\n"
-    "asks and reports who is there.";
+    "It connects to a conference management server, shows what the server pushes, asks its large model, "
+    "asks\n"
+    "and reports who is there, and asks a face service whose face it is.";
 
 constexpr const char* kExitStatus =
     "Exit status:\n"
@@ -29,12 +30,13 @@ constexpr const char* kExitStatus =
     "  5    TLS failed, or the server's certificate is not trusted\n"
     "  6    ask and requests: the answer was stopped by Ctrl-C or SIGTERM\n"
     "  7    ask and requests: the answer did not end within --answer-timeout or --timeout\n"
+    "  8    face identify: nobody matches the picture; face photos: not every photo came\n"
     "  130  ended at once by a second Ctrl-C\n";
 
 // In the order of the help.
 constexpr const Subcommand* kSubcommands[] = {
-    &kCaptionsSubcommand, &kWatchSubcommand,   &kAskSubcommand,   &kParticipantsSubcommand,
-    &kSigninSubcommand,   &kAccountSubcommand, &kMatchSubcommand, &kSealSubcommand};
+    &kCaptionsSubcommand, &kWatchSubcommand, &kAskSubcommand,  &kParticipantsSubcommand, &kSigninSubcommand,
+    &kAccountSubcommand,  &kMatchSubcommand, &kFaceSubcommand, &kSealSubcommand};
 
 std::string VersionText() {
     return std::string("quor-terminal ") + QUOR_TERMINAL_VERSION + "\n";

@@ -121,6 +121,44 @@ struct MatchOptions : RequestOptions {
     std::vector<int> rect;  // x, y, width, height; or nothing
 };
 
+// An address at which the face service may be.
+struct FaceCandidate {
+    std::string url;  // scheme, host and port, as it is told: "https://10.1.1.1:443"
+    std::string host;
+    unsigned int port = 0;
+    bool isAddress = false;  // a dotted IPv4 address; the library asks at no other
+};
+
+// What everything about faces needs: candidates in serverText, the account in user, no conference, no token.
+struct FaceServiceOptions : RequestOptions {
+    std::vector<FaceCandidate> candidates;  // of serverText
+};
+
+struct FaceDetectOptions : FaceServiceOptions {
+    bool all = false;
+    bool watch = false;
+    double forSeconds = 0;  // 0: until interrupted
+};
+
+struct FaceIdentifyOptions : FaceServiceOptions {
+    std::string picture;
+};
+
+struct FacePhotosOptions : FaceServiceOptions {
+    std::vector<std::string> ids;
+    bool byPhotoId = false;
+    std::string directory;
+    bool force = false;
+};
+
+struct FaceOptions {
+    enum class Action { kDetect, kIdentify, kPhotos };
+    Action action = Action::kDetect;
+    FaceDetectOptions detect;
+    FaceIdentifyOptions identify;
+    FacePhotosOptions photos;
+};
+
 struct SealOptions {
     std::string keyFile;
     std::string domain;
@@ -135,6 +173,7 @@ struct Options {
     SigninOptions signin;
     AccountOptions account;
     MatchOptions match;
+    FaceOptions face;
     SealOptions seal;
 };
 

@@ -13,6 +13,7 @@ int RunParticipants(const Options& options);
 int RunSignin(const Options& options);
 int RunAccount(const Options& options);
 int RunMatch(const Options& options);
+int RunFace(const Options& options);
 int RunSeal(const Options& options);
 
 }  // namespace quor_terminal

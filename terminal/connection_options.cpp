@@ -122,25 +122,33 @@ void AddConnectionOptions(CLI::App& app, ConnectionOptions& options, bool confer
     AddPatienceOptions(app, options);
 }
 
-void AddCredentialOptions(CLI::App& app, ConnectionOptions& options) {
-    constexpr const char* kGroup = "Credentials (passwords come from files, never from the command line)";
-    app.add_option("--user", options.user, "Account name")->type_name("NAME")->group(kGroup);
+void AddPasswordOptions(CLI::App& app, ConnectionOptions& options, const char* group) {
     app.add_option("--password-file", options.passwordFile, "File with the password")
         ->type_name("FILE")
-        ->group(kGroup);
+        ->group(group);
     app.add_option("--sealed-password-file", options.sealedPasswordFile,
                    "File with the password as 'quor-terminal seal' prints it; wants --key-file")
         ->type_name("FILE")
         ->excludes("--password-file")
-        ->group(kGroup);
+        ->group(group);
+}
+
+void AddKeyOption(CLI::App& app, ConnectionOptions& options, const char* group) {
+    app.add_option("--key-file", options.keyFile, "Key that seals and opens passwords")
+        ->type_name("FILE")
+        ->group(group);
+}
+
+void AddCredentialOptions(CLI::App& app, ConnectionOptions& options) {
+    constexpr const char* kGroup = kCredentialsGroup;
+    app.add_option("--user", options.user, "Account name")->type_name("NAME")->group(kGroup);
+    AddPasswordOptions(app, options, kGroup);
     app.add_option("--code-file", options.codeFile, "File with ready-made Basic credentials, base64")
         ->type_name("FILE")
         ->excludes("--password-file")
         ->excludes("--sealed-password-file")
         ->group(kGroup);
-    app.add_option("--key-file", options.keyFile, "Key that seals and opens passwords")
-        ->type_name("FILE")
-        ->group(kGroup);
+    AddKeyOption(app, options, kGroup);
     AddTokenOptions(app, options, kGroup);
 }
 
@@ -197,6 +205,18 @@ bool CheckConnection(ConnectionOptions& options, bool withConference, std::strin
     return true;
 }
 
+bool CheckPassword(const ConnectionOptions& options, std::string& message) {
+    if (options.passwordFile.empty() && options.sealedPasswordFile.empty()) {
+        message = "the password is missing: give --password-file or --sealed-password-file";
+        return false;
+    }
+    if (!options.sealedPasswordFile.empty() && options.keyFile.empty()) {
+        message = "--sealed-password-file needs the --key-file that the password was sealed with";
+        return false;
+    }
+    return true;
+}
+
 bool CheckCredentials(const ConnectionOptions& options, std::string& message) {
     if (options.codeFile.empty()) {
         if (options.user.empty()) {
@@ -208,14 +228,9 @@ bool CheckCredentials(const ConnectionOptions& options, std::string& message) {
             message = "--user holds a colon, which ends a user name (RFC 7617)";
             return false;
         }
-        if (options.passwordFile.empty() && options.sealedPasswordFile.empty()) {
-            message = "the password is missing: give --password-file or --sealed-password-file";
+        if (!CheckPassword(options, message)) {
             return false;
         }
-    }
-    if (!options.sealedPasswordFile.empty() && options.keyFile.empty()) {
-        message = "--sealed-password-file needs the --key-file that the password was sealed with";
-        return false;
     }
     if (options.token.empty() && options.tokenFile.empty()) {
         message = "the conference token is missing: give --token-file";

@@ -4,34 +4,19 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
 
+#include "descriptor.h"
 #include "output.h"
 #include "quor_platform_linux/host.h"
 
 namespace quor_terminal {
 namespace {
-
-// A descriptor that is closed at the end of its block.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() {
-        if (m_fd >= 0) {
-            close(m_fd);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const { return m_fd; }
-
-private:
-    const int m_fd;
-};
 
 // Switches the terminal's echo off until the end of its block.
 class NoEcho {
@@ -104,15 +89,14 @@ bool SetCode(const ConnectionOptions& options, TagQuorAiKelLoginInfo& login, std
     return true;
 }
 
-bool SealPassword(const ConnectionOptions& options, std::string& sealed, std::string& message) {
+bool SealPassword(const ConnectionOptions& options, std::size_t longest, const char* tooLong,
+                  std::string& sealed, std::string& message) {
     Secret password;
     if (!ReadSecretFile(options.passwordFile, password, message)) {
         return false;
     }
-    // Name, colon and password are sent base64-encoded in 255 characters.
-    constexpr std::size_t kLongestPair = 189;
-    if (options.user.size() + 1 + password.Text().size() > kLongestPair) {
-        message = "user name and password together are longer than 188 bytes, which no link can carry";
+    if (password.Text().size() > longest) {
+        message = tooLong;
         return false;
     }
     sealed = quor_platform::SealSecret(kConferenceKeyDomain, password.Text());
@@ -130,6 +114,22 @@ bool ReadSealedPassword(const ConnectionOptions& options, std::string& sealed, s
     }
     sealed = text.Text();
     return true;
+}
+
+// The password as the library wants it, and its key file known to the platform. longest: of a password in
+// clear; a longer one is refused with tooLong.
+bool PreparePassword(const ConnectionOptions& options, TemporaryKeyFile& temporaryKey, std::size_t longest,
+                     const char* tooLong, std::string& sealed, std::string& message) {
+    std::string keyFile = options.keyFile;
+    if (keyFile.empty()) {
+        if (!temporaryKey.Create(message)) {
+            return false;
+        }
+        keyFile = temporaryKey.Path();
+    }
+    quor_platform::SetKeyFile(keyFile);
+    return options.passwordFile.empty() ? ReadSealedPassword(options, sealed, message)
+                                        : SealPassword(options, longest, tooLong, sealed, message);
 }
 
 }  // namespace
@@ -226,18 +226,13 @@ bool PrepareLogin(const ConnectionOptions& options, TemporaryKeyFile& temporaryK
         message = "--user is longer than 623 bytes";
         return false;
     }
-    std::string keyFile = options.keyFile;
-    if (keyFile.empty()) {
-        if (!temporaryKey.Create(message)) {
-            return false;
-        }
-        keyFile = temporaryKey.Path();
-    }
-    quor_platform::SetKeyFile(keyFile);
+    // Name, colon and password are sent base64-encoded in 255 characters.
+    constexpr std::size_t kLongestPair = 189;
+    const std::size_t used = std::min(kLongestPair, options.user.size() + 1);
     std::string sealed;
-    const bool read = options.passwordFile.empty() ? ReadSealedPassword(options, sealed, message)
-                                                   : SealPassword(options, sealed, message);
-    if (!read) {
+    if (!PreparePassword(options, temporaryKey, kLongestPair - used,
+                         "user name and password together are longer than 188 bytes, which no link can carry",
+                         sealed, message)) {
         return false;
     }
     if (sealed.empty() || !SetField(login.kelPassWord, sealed)) {
@@ -250,6 +245,29 @@ bool PrepareLogin(const ConnectionOptions& options, TemporaryKeyFile& temporaryK
 bool PrepareManagerLogin(const ConnectionOptions& options, TagQuorAiKelLoginInfo& login,
                          std::string& message) {
     return SetAddress(options, kKelLinkTypeManager, login, message);
+}
+
+bool PrepareFaceService(const FaceServiceOptions& options, TemporaryKeyFile& temporaryKey,
+                        TagQuorAiFaceServerInfo& service, std::string& message) {
+    service = TagQuorAiFaceServerInfo{};
+    // It is sent base64-encoded in a header's value of 511 characters.
+    constexpr std::size_t kLongestPassword = 383;
+    std::string sealed;
+    if (!PreparePassword(
+            options, temporaryKey, kLongestPassword,
+            "the password is longer than 383 bytes, which no request to a face service can carry", sealed,
+            message)) {
+        return false;
+    }
+    if (sealed.empty() || !SetField(service.password, sealed)) {
+        message = "a sealed password of 1 to 1023 characters is wanted";
+        return false;
+    }
+    if (!SetField(service.addressList, options.serverText) || !SetField(service.account, options.user)) {
+        message = "--server or --account is too long";
+        return false;
+    }
+    return true;
 }
 
 bool FetchToken(const ConnectionOptions& options, std::string& token, std::string& message) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "command_line.h"
+#include "quor_ai/face_records.h"
 #include "quor_ai/records.h"
 #include "secret.h"
 
@@ -62,6 +63,11 @@ bool PrepareLogin(const ConnectionOptions& options, TemporaryKeyFile& temporaryK
 // Fills the login record of a manager link, which has no credentials. False: message says what to do.
 bool PrepareManagerLogin(const ConnectionOptions& options, TagQuorAiKelLoginInfo& login,
                          std::string& message);
+
+// Fills the face service's configuration and tells the platform which key file opens its password. False:
+// message says what to do.
+bool PrepareFaceService(const FaceServiceOptions& options, TemporaryKeyFile& temporaryKey,
+                        TagQuorAiFaceServerInfo& service, std::string& message);
 
 // The conference token, from its file (read anew, so that a renewed token is found) or as it was given.
 // False: message says what failed.

@@ -15,6 +15,7 @@ enum ExitCode : int {
     kExitNotTrusted = 5,  // TLS failed, or the server's certificate is not trusted
     kExitStopped = 6,     // an answer was stopped before its end, by Ctrl-C or SIGTERM
     kExitNoAnswer = 7,    // an answer did not come to its end in time
+    kExitNotFound = 8,    // the face service knows nobody like this, or not every photo came
     kExitInterrupted = 130  // the second Ctrl-C: left without saying good-bye
 };
 

@@ -184,4 +184,28 @@ LinkProblem ExplainRequestFailure(const Failure& failure, const std::string& wor
     }
 }
 
+LinkProblem ExplainFaceFailure(const Failure& failure, const std::string& words) {
+    LinkProblem problem = ExplainRequestFailure(failure, words);
+    const int status = failure.httpStatus;
+    if (failure.stage == Stage::kKey) {
+        problem.advice =
+            "The sealed password does not open. Check --key-file, and seal the password again with "
+            "'quor-terminal seal' for the domain QuorUIConf.";
+    } else if (failure.stage == Stage::kTls && failure.certificateError != 0) {
+        problem.advice =
+            "The certificate is not trusted for this address. Give the certificate authority that issued it "
+            "with --ca-file or --ca-dir; the certificate has to carry the address itself.";
+    } else if (failure.stage == Stage::kNone && status != 0 && status != kOk) {
+        problem.text = "answer: the HTTP status " + std::to_string(status);
+        problem.advice = "A face service does not answer so; check --server.";
+    } else if (status == 401 || status == 403) {
+        problem.advice = "The face service does not accept the account: check --account and the password.";
+    } else if (status == 404) {
+        problem.advice = "There is no face service at this address; check --server.";
+    } else if (status == 413) {
+        problem.advice = "The picture is larger than the face service takes.";
+    }
+    return problem;
+}
+
 }  // namespace quor_terminal

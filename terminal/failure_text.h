@@ -19,6 +19,9 @@ LinkProblem ExplainLinkEnd(const quor_platform::Failure& failure);
 // Why a request was not answered as it should be. words: what the library wrote about it; may be empty.
 LinkProblem ExplainRequestFailure(const quor_platform::Failure& failure, const std::string& words);
 
+// The same for requests to a face service.
+LinkProblem ExplainFaceFailure(const quor_platform::Failure& failure, const std::string& words);
+
 }  // namespace quor_terminal
 
 #endif

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "quor_ai/http_records.h"
 
@@ -96,6 +97,49 @@ bool ReadMatch(const ResultBytes& bytes, bool& accepted) {
         return false;
     }
     accepted = record.success == 1;
+    return true;
+}
+
+bool ReadFaceMatch(const ResultBytes& bytes, FaceMatch& match) {
+    tagQuorAiFaceEUADetectResult record;
+    if (!CopyRecord(bytes, record)) {
+        return false;
+    }
+    match.result = record.result;
+    match.name = FieldText(record.name);
+    match.userId = FieldText(record.userid);
+    match.photoId = FieldText(record.photoid);
+    match.score = record.score;
+    match.code = FieldText(record.code);
+    match.message = FieldText(record.message);
+    return true;
+}
+
+// Behind a photo no description is aligned, so each is copied out.
+bool ReadFacePhotos(const ResultBytes& bytes, std::vector<FacePhoto>& photos) {
+    std::size_t at = offsetof(TagQuorAiFacePhotoList, payload);
+    if (bytes.size() < at) {
+        return false;
+    }
+    unsigned int count = 0;
+    std::memcpy(&count, bytes.data() + offsetof(TagQuorAiFacePhotoList, entryCount), sizeof count);
+    for (unsigned int i = 0; i < count; ++i) {
+        QuorAiSingleFacePhoto entry;
+        if (bytes.size() - at < sizeof entry) {
+            return false;
+        }
+        std::memcpy(&entry, bytes.data() + at, sizeof entry);
+        at += sizeof entry;
+        const std::size_t size = entry.hasPhoto != 0 ? entry.photoSize : 0;
+        if (bytes.size() - at < size) {
+            return false;
+        }
+        FacePhoto photo{
+            FieldText(entry.id), size > 0, FieldText(entry.errorCode), FieldText(entry.errorMessage), {}};
+        photo.bytes.assign(bytes.data() + at, bytes.data() + at + size);
+        at += size;
+        photos.push_back(std::move(photo));
+    }
     return true;
 }
 

@@ -31,6 +31,24 @@ struct AccountState {
     std::string time;
 };
 
+struct FaceMatch {
+    int result = 0;  // as the library says it: 0 a match, 1 none or refused, 4 an incomplete answer
+    std::string name;
+    std::string userId;
+    std::string photoId;
+    int score = 0;
+    std::string code;  // these two of a request that the service refused
+    std::string message;
+};
+
+struct FacePhoto {
+    std::string id;
+    bool hasPhoto = false;
+    std::string code;  // these two without a photo, where the service says why
+    std::string message;
+    std::vector<unsigned char> bytes;
+};
+
 // From the bytes of a notification. False: it is too short for its record.
 using ResultBytes = std::vector<unsigned char>;
 bool ReadParticipants(const ResultBytes& bytes, std::vector<Site>& participants);
@@ -38,6 +56,9 @@ bool ReadSigninPage(const ResultBytes& bytes, SigninPage& page);
 bool ReadSigninReport(const ResultBytes& bytes, SigninReport& report);
 bool ReadAccountState(const ResultBytes& bytes, AccountState& state);
 bool ReadMatch(const ResultBytes& bytes, bool& accepted);
+bool ReadFaceMatch(const ResultBytes& bytes, FaceMatch& match);
+// Adds to photos. False: the notification ends inside an entry; the whole ones before it were added.
+bool ReadFacePhotos(const ResultBytes& bytes, std::vector<FacePhoto>& photos);
 
 }  // namespace quor_terminal
 

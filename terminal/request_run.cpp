@@ -37,10 +37,14 @@ private:
 // The library as long as the object lives: attached, started, and its log listened to.
 class StartedAdapter {
 public:
-    StartedAdapter(AiHttpAdapter& adapter, RequestWait& wait)
+    // setup and wait outlive the object.
+    StartedAdapter(AiHttpAdapter& adapter, const RequestSetup& setup, RequestWait& wait)
         : m_adapter(adapter), m_observer(std::make_shared<RequestObserver>(wait)) {
-        quor_platform::SetLogListener([&wait](const quor_platform::LogRecord& record) {
+        quor_platform::SetLogListener([&setup, &wait](const quor_platform::LogRecord& record) {
             constexpr unsigned int kErrors = 1;
+            if (setup.onLog && setup.onLog(record)) {
+                return;
+            }
             wait.OnLog(record.level, record.text,
                        record.level == kErrors ? quor_platform::LastFailure() : quor_platform::Failure{});
         });
@@ -87,7 +91,7 @@ bool ConfigureRequests(const RequestOptions& options) {
     return true;
 }
 
-LinkProblem ProblemOf(const RequestOutcome& outcome) {
+LinkProblem ProblemOf(const RequestOutcome& outcome, const RequestSetup& setup) {
     LinkProblem problem;
     if (outcome.end == RequestEnd::kStopped) {
         problem.exitCode = kExitStopped;
@@ -97,7 +101,7 @@ LinkProblem ProblemOf(const RequestOutcome& outcome) {
         problem.text = "the answer was not complete in time";
         problem.advice = "Give it longer with --timeout, or look why the server is slow.";
     } else {
-        problem = ExplainRequestFailure(outcome.failure, outcome.words);
+        problem = setup.explain(outcome.failure, outcome.words);
     }
     return problem;
 }
@@ -131,15 +135,45 @@ bool RequestRun::Ask(TagQuorAiSubId id, const Send& send, const OnPage& onPage) 
     return false;
 }
 
-int RequestRun::Fail() {
-    HideProgress();
-    const LinkProblem problem = ProblemOf(m_outcome);
-    m_exitCode = problem.exitCode;
-    if (m_options.json) {
-        Json document = {{"kind", "failure"}, {"request", m_name}, {"stage", StageOf(m_outcome)}};
-        if (m_outcome.failure.httpStatus != 0) {
-            document["httpStatus"] = m_outcome.failure.httpStatus;
+// The answer has begun to come, so that the rest of it needs no network any more: when the library's workers
+// have come to their end, everything was notified.
+bool RequestRun::AskParts(TagQuorAiSubId id, const Send& send, const OnParts& onParts) {
+    m_wait.BeginParts(id);
+    if (send(m_adapter) != 0) {
+        m_wait.OnRefused(quor_platform::LastFailure());
+    }
+    for (bool last = false;; last = true) {
+        m_outcome = m_wait.Wait({});
+        if (onParts(m_wait.TakeParts())) {
+            return true;
         }
+        if (m_outcome.end != RequestEnd::kNotified) {
+            Fail();
+            return false;
+        }
+        if (last) {
+            return true;
+        }
+        m_adapter.CloudHttpUninit();
+        m_adapter.CloudHttpInit();
+        m_wait.EndParts();
+    }
+}
+
+int RequestRun::Fail() {
+    Json more = Json::object();
+    if (m_outcome.failure.httpStatus != 0) {
+        more["httpStatus"] = m_outcome.failure.httpStatus;
+    }
+    return Fail(ProblemOf(m_outcome, m_setup), StageOf(m_outcome), more);
+}
+
+int RequestRun::Fail(const LinkProblem& problem, const char* stage, const Json& more) {
+    HideProgress();
+    m_exitCode = problem.exitCode;
+    if (m_setup.options.json) {
+        Json document = {{"kind", "failure"}, {"request", m_setup.name}, {"stage", stage}};
+        document.update(more);
         document["problem"] = problem.text;
         document["exitCode"] = m_exitCode;
         Print(document);
@@ -163,7 +197,7 @@ void RequestRun::ShowProgress(const std::string& text) {
     if (IsCursorTerminal(STDERR_FILENO, std::getenv("TERM"))) {
         m_progressShown = true;
         WriteAll(STDERR_FILENO, "\r\x1b[K" + Printable(text));
-    } else if (m_options.progress) {
+    } else if (m_setup.options.progress) {
         PrintError(Printable(text));
     }
 }
@@ -175,6 +209,45 @@ void RequestRun::HideProgress() {
     }
 }
 
+int RunRequests(const RequestSetup& setup, const std::function<int(RequestRun& run)>& body) {
+    SignalWatcher::BlockSignals();
+    AiHttpAdapter* const adapter = AiHttpAdapter::GetInstance();
+    if (!ConfigureRequests(setup.options) || adapter == nullptr) {
+        return kExitFailure;
+    }
+    RequestWait wait(RequestWait::TimePoint::clock::now() + Milliseconds(setup.options.timeoutSeconds));
+    const auto stop = [&setup, &wait] {
+        wait.Stop();
+        if (setup.onStop) {
+            setup.onStop();
+        }
+        quor_platform::AbortRequests();
+    };
+    const auto cutShort = [&setup] {
+        if (setup.onCutShort) {
+            setup.onCutShort();
+        }
+        _exit(kExitInterrupted);
+    };
+    int status = kExitFailure;
+    {
+        // The watcher lives until everything is down, so that a second Ctrl-C cuts even that short.
+        const SignalWatcher watcher(setup.duration, {stop, cutShort, [] {}});
+        {
+            const StartedAdapter started(*adapter, setup, wait);
+            if (started.Started()) {
+                RequestRun run(setup, wait, *adapter);
+                status = body(run);
+                run.HideProgress();
+            } else {
+                PrintError("the library's HTTP services do not start: " + quor_platform::LastFailure().text);
+            }
+        }
+        quor_platform::Shutdown();
+    }
+    return status;
+}
+
 int RunRequests(const RequestOptions& options, const char* name,
                 const std::function<int(RequestRun& run, const std::string& token)>& body) {
     SignalWatcher::BlockSignals();
@@ -184,31 +257,8 @@ int RunRequests(const RequestOptions& options, const char* name,
         PrintError(message);
         return kExitFailure;
     }
-    AiHttpAdapter* const adapter = AiHttpAdapter::GetInstance();
-    if (!ConfigureRequests(options) || adapter == nullptr) {
-        return kExitFailure;
-    }
-    RequestWait wait(RequestWait::TimePoint::clock::now() + Milliseconds(options.timeoutSeconds));
-    int status = kExitFailure;
-    {
-        // The watcher lives until everything is down, so that a second Ctrl-C cuts even that short.
-        const SignalWatcher watcher(std::chrono::milliseconds(0), {[&wait] {
-                                                                       wait.Stop();
-                                                                       quor_platform::AbortRequests();
-                                                                   },
-                                                                   [] { _exit(kExitInterrupted); }, [] {}});
-        {
-            const StartedAdapter started(*adapter, wait);
-            if (started.Started()) {
-                RequestRun run(options, name, wait, *adapter);
-                status = body(run, token);
-                run.HideProgress();
-            } else {
-                PrintError("the library's HTTP services do not start: " + quor_platform::LastFailure().text);
-            }
-        }
-        quor_platform::Shutdown();
-    }
+    const RequestSetup setup{options, name, ExplainRequestFailure, {}, {}, {}};
+    const int status = RunRequests(setup, [&](RequestRun& run) { return body(run, token); });
     explicit_bzero(token.data(), token.size());
     return status;
 }

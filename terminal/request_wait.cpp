@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace quor_terminal {
 namespace {
@@ -25,7 +26,16 @@ constexpr SilentEnd kSilentEnds[] = {
     {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<QuerySignInRspNotify>: pcString is null"},
     {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseAutoSignInRes>: parse root"},
     {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseAutoSignInRes> cannot parse"},
-    {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseSigninCommonField>"}};
+    {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseSigninCommonField>"},
+    {AI_SUB_ID_FACE_RECOGNIZE, "<AiHttpProcSyncRequest> FaceRecogPhotoDeal "},
+    {AI_SUB_ID_FACE_PHOTO, "<AiHttpProcSyncRequest> FaceQueryPhoto Deal "}};
+
+// Error records of an item that no notification holds.
+constexpr std::string_view kLostItems[] = {"<ProcPhotoDataToNotify> photo data is too big to send: ",
+                                           "<ParseQueryFacePhotoRes> Parse array item "};
+
+// The error record of an answer of which nothing is left to hand on. It ends the parts, and is no failure.
+constexpr std::string_view kNothingLeft = "<ProcPhotoDataToNotify> faceInfoVec is empty";
 
 // A participant without a name is one of these, and no failure.
 constexpr std::string_view kHarmless = "<HttpJsonGetStr>";
@@ -34,21 +44,51 @@ bool BeginsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
 }
 
+bool IsLostItem(std::string_view text) {
+    return std::any_of(std::begin(kLostItems), std::end(kLostItems),
+                       [text](std::string_view start) { return BeginsWith(text, start); });
+}
+
 }  // namespace
 
 void RequestWait::Begin(TagQuorAiSubId id) {
     const MutexLock lock(m_mutex);
     m_id = id;
     m_pages = 0;
+    m_inParts = false;
+    m_parts = RequestParts{};
     m_outcome = RequestOutcome{};
     if (m_stopped) {
         m_outcome.end = RequestEnd::kStopped;
     }
 }
 
+void RequestWait::BeginParts(TagQuorAiSubId id) {
+    Begin(id);
+    const MutexLock lock(m_mutex);
+    m_inParts = true;
+}
+
+void RequestWait::EndParts() {
+    const MutexLock lock(m_mutex);
+    if (m_outcome.end == RequestEnd::kPending) {
+        End(RequestEnd::kNotified, {});
+    }
+}
+
+RequestParts RequestWait::TakeParts() {
+    const MutexLock lock(m_mutex);
+    return std::exchange(m_parts, RequestParts{});
+}
+
 void RequestWait::OnResult(const TagAiCloudSrvResult& result, const quor_platform::Failure& failure) {
     const MutexLock lock(m_mutex);
     if (result.id != m_id || m_outcome.end != RequestEnd::kPending) {
+        return;
+    }
+    if (m_inParts && result.data != nullptr) {
+        m_parts.notifications.emplace_back(result.data, result.data + result.len);
+        m_changed.notify_all();
         return;
     }
     if (result.data != nullptr) {
@@ -71,6 +111,14 @@ void RequestWait::OnLog(unsigned int level, std::string_view text, const quor_pl
     }
     if (m_outcome.words.empty() && !BeginsWith(text, kHarmless)) {
         m_outcome.words = text;
+    }
+    if (m_inParts && IsLostItem(text)) {
+        m_parts.lost.emplace_back(text);
+        m_changed.notify_all();
+    }
+    if (m_inParts && BeginsWith(text, kNothingLeft)) {
+        End(RequestEnd::kNotified, failure);
+        return;
     }
     const bool silent = std::any_of(
         std::begin(kSilentEnds), std::end(kSilentEnds),
@@ -101,14 +149,18 @@ RequestOutcome RequestWait::Wait(const std::function<void(unsigned int pages)>& 
         unsigned int pages = 0;
         {
             const MutexLock lock(m_mutex);
-            while (m_outcome.end == RequestEnd::kPending && m_pages == told) {
+            while (m_outcome.end == RequestEnd::kPending && m_pages == told && !HasParts()) {
                 if (m_changed.wait_until(m_mutex, m_deadline) == std::cv_status::timeout &&
                     m_outcome.end == RequestEnd::kPending) {
                     End(RequestEnd::kTimedOut, {});
                 }
             }
             if (m_pages == told) {
-                return m_outcome;
+                RequestOutcome outcome = m_outcome;
+                if (outcome.end == RequestEnd::kPending) {
+                    outcome.end = RequestEnd::kNotified;  // of a part
+                }
+                return outcome;
             }
             pages = m_pages;
         }

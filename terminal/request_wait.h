@@ -1,12 +1,14 @@
 // request_wait.h - waits for what becomes of one request after another.
 //
 // The library answers a request by a notification, on a thread of its own. A participant list or a sign-in
-// list that fails, and an answer about an account that is not understood, end without one: the last thing
-// that happens then is an error record in the log. So a request has ended
+// list that fails, an answer about an account that is not understood, and a face request that fails end
+// without one: the last thing that happens then is an error record in the log. So a request has ended
 // - with the notification of its id; or, where none comes on failure,
 // - with the error record that its operation ends with (request_wait.cpp lists them); or
 // - at the time limit, whatever the library wrote. The records make failures known sooner and are nothing
 //   that the end depends on.
+// Face photos come in as many notifications as they need, and some items in none: a photo that is too big and
+// one that is not understood leave an error record. Nothing tells the end of these but the caller's count.
 // The platform's reason of the failure is taken on the thread that notifies or logs, at that moment, because
 // the platform keeps it by thread.
 //
@@ -43,6 +45,12 @@ struct RequestOutcome {
     std::string words;                // of the library's first error record; may be empty
 };
 
+// What came of an answer of several notifications.
+struct RequestParts {
+    std::vector<std::vector<unsigned char>> notifications;
+    std::vector<std::string> lost;  // the error record of each item that no notification holds
+};
+
 class RequestWait {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -50,8 +58,17 @@ public:
     // deadline: for all requests together.
     explicit RequestWait(TimePoint deadline) : m_deadline(deadline) {}
 
+    TimePoint Deadline() const { return m_deadline; }
+
     // A request is about to be made: what becomes of an earlier one is no longer wanted.
     void Begin(TagQuorAiSubId id) QUOR_TERMINAL_EXCLUDES(m_mutex);
+    // The same for a request that is answered in parts: they are kept for TakeParts, and Wait returns for
+    // each.
+    void BeginParts(TagQuorAiSubId id) QUOR_TERMINAL_EXCLUDES(m_mutex);
+    // No further part can come.
+    void EndParts() QUOR_TERMINAL_EXCLUDES(m_mutex);
+    // What came since the last call.
+    RequestParts TakeParts() QUOR_TERMINAL_EXCLUDES(m_mutex);
 
     void OnResult(const TagAiCloudSrvResult& result, const quor_platform::Failure& failure)
         QUOR_TERMINAL_EXCLUDES(m_mutex);
@@ -63,12 +80,15 @@ public:
     // Ends this request and every later one.
     void Stop() QUOR_TERMINAL_EXCLUDES(m_mutex);
 
-    // Waits for the end. onPage is called on this thread with the number of pages that have come, once for
-    // each increase that is seen.
+    // Waits for the end, or for a part, which is kNotified without data. onPage is called on this thread with
+    // the number of pages that have come, once for each increase that is seen.
     RequestOutcome Wait(const std::function<void(unsigned int pages)>& onPage)
         QUOR_TERMINAL_EXCLUDES(m_mutex);
 
 private:
+    bool HasParts() const QUOR_TERMINAL_REQUIRES(m_mutex) {
+        return !m_parts.notifications.empty() || !m_parts.lost.empty();
+    }
     void End(RequestEnd end, const quor_platform::Failure& failure) QUOR_TERMINAL_REQUIRES(m_mutex);
 
     const TimePoint m_deadline;
@@ -77,6 +97,8 @@ private:
     bool m_stopped QUOR_TERMINAL_GUARDED_BY(m_mutex) = false;
     TagQuorAiSubId m_id QUOR_TERMINAL_GUARDED_BY(m_mutex) = AI_SUB_ID_CHECKIN;
     unsigned int m_pages QUOR_TERMINAL_GUARDED_BY(m_mutex) = 0;
+    bool m_inParts QUOR_TERMINAL_GUARDED_BY(m_mutex) = false;
+    RequestParts m_parts QUOR_TERMINAL_GUARDED_BY(m_mutex);
     RequestOutcome m_outcome QUOR_TERMINAL_GUARDED_BY(m_mutex);
 };
 

@@ -29,6 +29,7 @@ extern const Subcommand kParticipantsSubcommand;
 extern const Subcommand kSigninSubcommand;
 extern const Subcommand kAccountSubcommand;
 extern const Subcommand kMatchSubcommand;
+extern const Subcommand kFaceSubcommand;
 extern const Subcommand kSealSubcommand;
 
 }  // namespace quor_terminal

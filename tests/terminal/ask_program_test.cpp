@@ -11,6 +11,7 @@ namespace {
 
 // The simulator's answer to "Hello".
 constexpr const char* kAnswer = "You asked: Hello; piece 1; piece 2; piece 3; piece 4\n";
+constexpr std::size_t kPieces = 5;
 
 class AskProgramTest : public ProgramTest {
 protected:
@@ -27,15 +28,57 @@ protected:
         return command;
     }
 
-    // What is sent to a link crawls, so that an answer has begun and is far from its end.
-    void StartSlowSimulator(SimulatorRun& simulator, int bytesPerSecond) {
+    // Answers begin, and stop before their last piece.
+    void StartHoldingSimulator(SimulatorRun& simulator) {
         ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator));
-        ASSERT_NO_FATAL_FAILURE(Command(simulator, "slow " + std::to_string(bytesPerSecond)));
+        ASSERT_NO_FATAL_FAILURE(Command(simulator, "answer-fault model hold"));
+        ASSERT_NO_FATAL_FAILURE(Command(simulator, "answer-fault managerModel hold"));
     }
-    bool AnswerBegan() const { return !DocumentsOf("answer").empty(); }
+    bool AllButTheLastCame() const { return DocumentsOf("answer").size() == kPieces - 1; }
     Json Outcome() const {
         const std::vector<Json> documents = Documents();
         return documents.empty() ? Json() : documents.back();
+    }
+    // What a command makes the simulator say, without its "ok: ".
+    std::string AnswerTo(const SimulatorRun& simulator, const std::string& command) {
+        Command(simulator, command);
+        std::istringstream lines(ReadWholeFile(directory.File("simulator.out")));
+        std::string last;
+        for (std::string line; std::getline(lines, line);) {
+            last = line;
+        }
+        return last.substr(std::min<std::size_t>(last.find(": "), last.size() - 2) + 2);
+    }
+    // The large-model requests that the simulator received, once there are so many.
+    std::vector<Json> WaitForRequests(const SimulatorRun& simulator, std::size_t count) {
+        std::vector<Json> requests;
+        EXPECT_TRUE(WaitUntil([&] {
+            requests.clear();
+            for (const Json& send : Json::parse(AnswerTo(simulator, "sends"))) {
+                if (send["headers"].contains("reqType")) {
+                    requests.push_back(send);
+                }
+            }
+            return requests.size() >= count;
+        }));
+        EXPECT_EQ(requests.size(), count);
+        return requests;
+    }
+    // A request for an answer, and the one that stops it: the same number, the kind's stop kind, no text.
+    void ExpectAskedAndStopped(const SimulatorRun& simulator, const std::string& number) {
+        const std::vector<Json> requests = WaitForRequests(simulator, 2);
+        ASSERT_EQ(requests.size(), 2U);
+        EXPECT_EQ(requests[0]["headers"]["reqType"], "FREE_CHAT");
+        EXPECT_EQ(requests[0]["headers"]["seqNum"], number);
+        EXPECT_EQ(Json::parse(requests[0]["body"].get<std::string>())["content"], "Hello");
+        Json stop = requests[0];
+        stop["headers"]["reqType"] = "FREE_CHAT_STOP";
+        stop["headers"]["content-length"] = requests[1]["headers"]["content-length"];
+        stop["body"] = requests[1]["body"];
+        EXPECT_EQ(requests[1], stop) << "same link, destination, token, model and round";
+        Json body = Json::parse(requests[0]["body"].get<std::string>());
+        body["content"] = "";
+        EXPECT_EQ(Json::parse(requests[1]["body"].get<std::string>()), body);
     }
     // Ends the simulator; how many requests of clients it received.
     std::size_t RequestsReceived(SimulatorRun& simulator) {
@@ -117,10 +160,10 @@ TEST_F(AskProgramTest, EveryKindOfRequestIsTakenOrSent) {
 TEST_F(AskProgramTest, CtrlCSendsTheStopRequestAndLeavesInOrder) {
     for (const bool manager : {false, true}) {
         SimulatorRun simulator;
-        ASSERT_NO_FATAL_FAILURE(StartSlowSimulator(simulator, 300));
+        ASSERT_NO_FATAL_FAILURE(StartHoldingSimulator(simulator));
         const std::vector<std::string> more = {"Hello", "--json"};
         StartTerminal(manager ? AskManager(simulator, more) : Ask(simulator, more));
-        ASSERT_TRUE(WaitUntil([&] { return AnswerBegan(); })) << Errors();
+        ASSERT_TRUE(WaitUntil([&] { return AllButTheLastCame(); })) << Errors();
         terminal.Signal(SIGINT);
         EXPECT_EQ(terminal.Wait(), kExitStopped) << Errors();
         EXPECT_EQ(Outcome()["outcome"], "stopped");
@@ -128,27 +171,60 @@ TEST_F(AskProgramTest, CtrlCSendsTheStopRequestAndLeavesInOrder) {
         EXPECT_NE(Errors().find("stopped before the answer was complete; the server was asked to stop it"),
                   std::string::npos)
             << Errors();
-        EXPECT_EQ(RequestsReceived(simulator), 2U) << "the request, and the one that stops it";
+        const unsigned int number = DocumentsOf("request").at(0)["seqNum"];
+        ExpectAskedAndStopped(simulator, std::to_string(number));
     }
 }
 
 TEST_F(AskProgramTest, AnAnswerThatIsLateIsStopped) {
     SimulatorRun simulator;
-    ASSERT_NO_FATAL_FAILURE(StartSlowSimulator(simulator, 50));
-    StartTerminal(AskManager(simulator, {"Hello", "--json", "--answer-timeout", "0.1"}));
+    ASSERT_NO_FATAL_FAILURE(StartHoldingSimulator(simulator));
+    StartTerminal(AskManager(simulator, {"Hello", "--json", "--seq", "4711", "--answer-timeout", "0.1"}));
     EXPECT_EQ(terminal.Wait(), kExitNoAnswer) << Errors();
     EXPECT_EQ(Outcome()["outcome"], "timed-out");
     EXPECT_NE(Errors().find("--answer-timeout"), std::string::npos) << Errors();
-    EXPECT_EQ(RequestsReceived(simulator), 2U);
+    ExpectAskedAndStopped(simulator, "4711");
+}
+
+TEST_F(AskProgramTest, AnAnswerThatIsLateButNotTooLateIsComplete) {
+    SimulatorRun simulator;
+    ASSERT_NO_FATAL_FAILURE(StartHoldingSimulator(simulator));
+    StartTerminal(Ask(simulator, {"Hello", "--json"}));
+    ASSERT_TRUE(WaitUntil([&] { return AllButTheLastCame(); })) << Errors();
+    ASSERT_TRUE(WaitUntil([&] { return AnswerTo(simulator, "answer-release") == "1 answer released"; }));
+    EXPECT_EQ(terminal.Wait(), kExitOk) << Errors();
+    EXPECT_EQ(Outcome()["outcome"], "answered");
+    EXPECT_EQ(WaitForRequests(simulator, 1).size(), 1U);
+}
+
+TEST_F(AskProgramTest, AnAnswerToAnotherNumberIsNotTaken) {
+    SimulatorRun simulator;
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator));
+    ASSERT_NO_FATAL_FAILURE(Command(simulator, "answer-fault model otherNumber"));
+    StartTerminal(Ask(simulator, {"Hello", "--json", "--seq", "4711", "--uri", "u"}));
+    const auto allWereSent = [&] {
+        const Json stats = Json::parse(AnswerTo(simulator, "stats json"));
+        return stats["destinations"]
+                   .value("/topic/chat/conf-test/u", Json::object())
+                   .value("delivered", 0U) == kPieces;
+    };
+    ASSERT_TRUE(WaitUntil(allWereSent)) << Errors();
+    ASSERT_NO_FATAL_FAILURE(Command(
+        simulator,
+        R"(publish /topic/chat/conf-test/u {"seqNum":"4711","reqType":"FREE_CHAT","content":"!","final":true})"));
+    EXPECT_EQ(terminal.Wait(), kExitOk) << Errors();
+    EXPECT_EQ(Outcome()["pieces"], 1);
+    ASSERT_EQ(DocumentsOf("answer").size(), 1U);
+    EXPECT_EQ(DocumentsOf("answer")[0]["content"], "!");
 }
 
 TEST_F(AskProgramTest, ALostLinkEndsTheRequestAndNothingIsAskedTwice) {
     for (const bool manager : {false, true}) {
         SimulatorRun simulator;
-        ASSERT_NO_FATAL_FAILURE(StartSlowSimulator(simulator, 300));
+        ASSERT_NO_FATAL_FAILURE(StartHoldingSimulator(simulator));
         const std::vector<std::string> more = {"Hello", "--json", "--wait"};
         StartTerminal(manager ? AskManager(simulator, more) : Ask(simulator, more));
-        ASSERT_TRUE(WaitUntil([&] { return AnswerBegan(); })) << Errors();
+        ASSERT_TRUE(WaitUntil([&] { return AllButTheLastCame(); })) << Errors();
         ASSERT_NO_FATAL_FAILURE(Command(simulator, "drop reset"));
         EXPECT_EQ(terminal.Wait(), kExitUnreachable) << Errors();
         EXPECT_EQ(Outcome()["outcome"], "lost");
@@ -249,7 +325,7 @@ TEST_F(AskProgramTest, TwoTerminalsDoNotHearEachOthersAnswers) {
     for (const Json& piece : DocumentsOf("answer")) {
         EXPECT_EQ(piece["seqNum"], 2);
     }
-    EXPECT_EQ(DocumentsOf("answer").size(), 5U);
+    EXPECT_EQ(DocumentsOf("answer").size(), kPieces);
 }
 
 }  // namespace

@@ -102,5 +102,32 @@ TEST(ExplainRequestFailure, HasACodeForEveryWayNotToReachTheServer) {
     EXPECT_NE(RequestProblem(Stage::kToken, 0).advice.find("--token-file"), std::string::npos);
 }
 
+LinkProblem FaceProblem(Stage stage, int httpStatus, long certificateError = 0) {
+    Failure failure;
+    failure.stage = stage;
+    failure.httpStatus = httpStatus;
+    failure.certificateError = certificateError;
+    failure.text = "why";
+    return ExplainFaceFailure(failure, "words");
+}
+
+TEST(ExplainFaceFailure, SaysWhatToDoAboutAFaceService) {
+    EXPECT_EQ(FaceProblem(Stage::kAnswer, 401).exitCode, kExitRefused);
+    EXPECT_NE(FaceProblem(Stage::kAnswer, 401).advice.find("--account"), std::string::npos);
+    EXPECT_NE(FaceProblem(Stage::kAnswer, 404).advice.find("no face service"), std::string::npos);
+    EXPECT_NE(FaceProblem(Stage::kAnswer, 413).advice.find("larger"), std::string::npos);
+    EXPECT_EQ(FaceProblem(Stage::kAnswer, 503).exitCode, kExitUnreachable);
+    for (const int status : {204, 302}) {
+        EXPECT_EQ(FaceProblem(Stage::kNone, status).text,
+                  "answer: the HTTP status " + std::to_string(status));
+        EXPECT_NE(FaceProblem(Stage::kNone, status).advice.find("A face service"), std::string::npos);
+    }
+    EXPECT_EQ(FaceProblem(Stage::kNone, 200).text, "answer: it is not what the request asks for: words");
+    EXPECT_EQ(FaceProblem(Stage::kKey, 0).advice.find("QuorUILogin"), std::string::npos);
+    EXPECT_NE(FaceProblem(Stage::kTls, 0, 20).advice.find("the address itself"), std::string::npos);
+    EXPECT_EQ(FaceProblem(Stage::kTls, 0).exitCode, kExitNotTrusted);
+    EXPECT_EQ(FaceProblem(Stage::kConnect, 0).exitCode, kExitUnreachable);
+}
+
 }  // namespace
 }  // namespace quor_terminal

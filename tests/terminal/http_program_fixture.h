@@ -67,6 +67,19 @@ protected:
         return answer;
     }
 
+    // Waits until so many requests with that part in their target have arrived, held ones too.
+    void WaitForRequests(const SimulatorRun& simulator, const std::string& part, std::size_t count) {
+        EXPECT_TRUE(WaitUntil([&] {
+            const std::string requests = Tell(simulator, "requests");
+            std::size_t found = 0;
+            for (std::size_t at = requests.find(part); at != std::string::npos;
+                 at = requests.find(part, at + 1)) {
+                ++found;
+            }
+            return found >= count;
+        })) << part;
+    }
+
     Words Request(const SimulatorRun& simulator, const Words& words, const Words& more = {},
                   const std::string& conference = "conf-test", const std::string& token = "token") const {
         Words command = {QUOR_TERMINAL_PROGRAM};

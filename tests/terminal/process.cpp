@@ -60,7 +60,7 @@ Process::~Process() {
 }
 
 void Process::Start(const std::vector<std::string>& command, const std::string& outputFile,
-                    const std::string& errorFile, int inputFd, int outputFd) {
+                    const std::string& errorFile, int inputFd, int outputFd, int errorFd) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
@@ -80,7 +80,11 @@ void Process::Start(const std::vector<std::string>& command, const std::string& 
     } else {
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputFile.c_str(), kWrite, 0600);
     }
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(), kWrite, 0600);
+    if (errorFd >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, errorFd, STDERR_FILENO);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(), kWrite, 0600);
+    }
     const int error = posix_spawn(&m_pid, command[0].c_str(), &actions, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {

@@ -41,9 +41,10 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    // Standard input is inputFd, or /dev/null for -1; output and errors go to the files named.
+    // Standard input is inputFd, or /dev/null for -1; output and errors go to the files named, or to the
+    // descriptors given.
     void Start(const std::vector<std::string>& command, const std::string& outputFile,
-               const std::string& errorFile, int inputFd = -1, int outputFd = -1);
+               const std::string& errorFile, int inputFd = -1, int outputFd = -1, int errorFd = -1);
     void Signal(int signal) const;
     // The exit status; 128 and the signal's number for a process that a signal ended; -1: still running after
     // kPatience.

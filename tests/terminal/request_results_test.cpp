@@ -100,5 +100,78 @@ TEST(RequestResults, ReportsAccountsAndMatches) {
     EXPECT_FALSE(ReadMatch(BytesOf(match, sizeof match - 1), accepted));
 }
 
+TEST(RequestResults, AFaceMatch) {
+    tagQuorAiFaceEUADetectResult record{};
+    record.result = 1;
+    SetField(record.name, "Ana");
+    SetField(record.userid, "u1");
+    SetField(record.photoid, "p1");
+    record.score = 91;
+    SetField(record.message, "why");
+    std::memset(record.code, 'x', sizeof record.code);  // not terminated
+    FaceMatch match;
+    ASSERT_TRUE(ReadFaceMatch(BytesOf(record), match));
+    EXPECT_EQ(match.result, 1);
+    EXPECT_EQ(match.name, "Ana");
+    EXPECT_EQ(match.userId, "u1");
+    EXPECT_EQ(match.photoId, "p1");
+    EXPECT_EQ(match.score, 91);
+    EXPECT_EQ(match.code, std::string(sizeof record.code, 'x'));
+    EXPECT_EQ(match.message, "why");
+    EXPECT_FALSE(ReadFaceMatch(BytesOf(record, sizeof record - 1), match));
+}
+
+void AddPhoto(const std::string& id, bool hasPhoto, const std::string& photo, unsigned int size,
+              ResultBytes& bytes) {
+    QuorAiSingleFacePhoto entry{};
+    SetField(entry.id, id);
+    entry.hasPhoto = hasPhoto ? 1 : 0;
+    SetField(entry.errorCode, hasPhoto ? "" : "E1");
+    SetField(entry.errorMessage, hasPhoto ? "" : "none");
+    entry.photoSize = size;
+    const ResultBytes head = BytesOf(entry);
+    bytes.insert(bytes.end(), head.begin(), head.end());
+    bytes.insert(bytes.end(), photo.begin(), photo.end());
+}
+
+// The second description stands behind five bytes, aligned to nothing.
+TEST(RequestResults, FacePhotosAreReadOneBehindTheOther) {
+    ResultBytes bytes(8);
+    bytes[4] = 3;
+    AddPhoto("anna", true, "photo", 5, bytes);
+    AddPhoto("ben", false, "", 0, bytes);
+    AddPhoto("lin", true, "x", 1, bytes);
+    std::vector<FacePhoto> photos;
+    ASSERT_TRUE(ReadFacePhotos(bytes, photos));
+    ASSERT_EQ(photos.size(), 3U);
+    EXPECT_EQ(photos[0].id, "anna");
+    EXPECT_TRUE(photos[0].hasPhoto);
+    EXPECT_EQ(std::string(photos[0].bytes.begin(), photos[0].bytes.end()), "photo");
+    EXPECT_EQ(photos[1].id, "ben");
+    EXPECT_FALSE(photos[1].hasPhoto);
+    EXPECT_EQ(photos[1].code, "E1");
+    EXPECT_EQ(photos[1].message, "none");
+    EXPECT_EQ(photos[2].bytes, ResultBytes{'x'});
+}
+
+TEST(RequestResults, FacePhotosBeyondTheNotificationAreNotBelieved) {
+    ResultBytes bytes(8);
+    bytes[4] = 2;
+    AddPhoto("anna", true, "photo", 5, bytes);
+    AddPhoto("ben", true, "photo", 6, bytes);
+    std::vector<FacePhoto> photos;
+    EXPECT_FALSE(ReadFacePhotos(bytes, photos));
+    ASSERT_EQ(photos.size(), 1U);
+    EXPECT_EQ(photos[0].id, "anna");
+    for (const std::ptrdiff_t length : {0, 7, 8, 303, 308, 309, 604}) {
+        photos.clear();
+        EXPECT_FALSE(ReadFacePhotos(ResultBytes(bytes.begin(), bytes.begin() + length), photos)) << length;
+    }
+    bytes[4] = 1;
+    bytes.resize(8);
+    AddPhoto("anna", true, "", 0xFFFFFFFFU, bytes);
+    EXPECT_FALSE(ReadFacePhotos(bytes, photos));
+}
+
 }  // namespace
 }  // namespace quor_terminal

@@ -57,7 +57,9 @@ TEST(RequestWait, SilentFailuresEndWithTheirRecord) {
         {AI_SUB_ID_QUERY_SIGN_IN, "<QuerySignInRspNotify>: pcString is null"},
         {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<QuerySignInRspNotify>: pcString is null"},
         {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseAutoSignInRes>: parse root faild"},
-        {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseAutoSignInRes> cannot parse this body"}};
+        {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN, "<ParseAutoSignInRes> cannot parse this body"},
+        {AI_SUB_ID_FACE_RECOGNIZE, "<AiHttpProcSyncRequest> FaceRecogPhotoDeal 1 failed"},
+        {AI_SUB_ID_FACE_PHOTO, "<AiHttpProcSyncRequest> FaceQueryPhoto Deal 1 failed"}};
     for (const Case& item : kCases) {
         RequestWait wait(Later());
         wait.Begin(item.id);
@@ -156,6 +158,54 @@ TEST(RequestWait, BeginForgetsTheRequestBefore) {
     EXPECT_EQ(outcome.end, RequestEnd::kTimedOut);
     EXPECT_EQ(outcome.words, "");
     EXPECT_EQ(outcome.failure.stage, Stage::kNone);
+}
+
+TEST(RequestWait, PartsAreKeptAndToldUntilNoneCanCome) {
+    RequestWait wait(Later());
+    wait.BeginParts(AI_SUB_ID_FACE_PHOTO);
+    std::string one = "one";
+    wait.OnResult(ResultOf(AI_SUB_ID_FACE_PHOTO, one), {});
+    std::string two = "two";
+    wait.OnResult(ResultOf(AI_SUB_ID_FACE_PHOTO, two), {});
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kNotified);
+    RequestParts parts = wait.TakeParts();
+    ASSERT_EQ(parts.notifications.size(), 2U);
+    EXPECT_EQ(std::string(parts.notifications[1].begin(), parts.notifications[1].end()), "two");
+    wait.OnLog(kError, "<ProcPhotoDataToNotify> photo data is too big to send: 4194000", {});
+    wait.OnLog(kError, "<ParseQueryFacePhotoRes> Parse array item 3 failed, continue", {});
+    wait.OnLog(kError, "<ParseQueryFacePhotoRes> decode photoid fail", {});  // of an item that comes
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kNotified);
+    parts = wait.TakeParts();
+    EXPECT_TRUE(parts.notifications.empty());
+    EXPECT_EQ(parts.lost.size(), 2U);
+    wait.EndParts();
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kNotified);
+    EXPECT_TRUE(wait.TakeParts().lost.empty());
+}
+
+TEST(RequestWait, PartsEndWithAFailureWithNothingLeftOrWithTheTimeLimit) {
+    RequestWait wait(Later());
+    wait.BeginParts(AI_SUB_ID_FACE_PHOTO);
+    wait.OnLog(kError, "<AiHttpProcSyncRequest> FaceQueryPhoto Deal 1 failed", FailureAt(Stage::kAnswer));
+    wait.EndParts();
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kFailed);
+    EXPECT_EQ(wait.Wait({}).failure.stage, Stage::kAnswer);
+    wait.BeginParts(AI_SUB_ID_FACE_PHOTO);
+    wait.OnLog(kError, "<ProcPhotoDataToNotify> faceInfoVec is empty(0) or photoDataVec is empty(0)", {});
+    wait.OnLog(kError, "<AiHttpProcSyncRequest> FaceQueryPhoto Deal 1 failed", {});
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kNotified);
+    RequestWait late(RequestWait::TimePoint::clock::now());
+    late.BeginParts(AI_SUB_ID_FACE_PHOTO);
+    EXPECT_EQ(late.Wait({}).end, RequestEnd::kTimedOut);
+}
+
+TEST(RequestWait, ARequestOfOneNotificationHasNoParts) {
+    RequestWait wait(RequestWait::TimePoint::clock::now());
+    wait.BeginParts(AI_SUB_ID_FACE_PHOTO);
+    wait.Begin(AI_SUB_ID_FACE_RECOGNIZE);
+    wait.OnLog(kError, "<ParseQueryFacePhotoRes> Parse array item 3 failed, continue", {});
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kTimedOut);
+    EXPECT_TRUE(wait.TakeParts().lost.empty());
 }
 
 }  // namespace
