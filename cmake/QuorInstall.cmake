@@ -66,12 +66,16 @@ endforeach()
 if(TARGET quor-simulator)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/simulator/scenarios
     DESTINATION ${CMAKE_INSTALL_DATADIR}/quor-ai COMPONENT tools FILES_MATCHING PATTERN "*.json")
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/simulator/gallery
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/quor-ai COMPONENT tools)
 endif()
 
 set(QUOR_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/quor-ai)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${QUOR_DOC_DIR} COMPONENT runtime)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/architecture.md ${PROJECT_SOURCE_DIR}/docs/porting.md
   DESTINATION ${QUOR_DOC_DIR} COMPONENT development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${QUOR_DOC_DIR} COMPONENT development
+  FILES_MATCHING PATTERN "*.cpp" PATTERN "README.md")
 install(FILES
   ${PROJECT_SOURCE_DIR}/docs/simulator.md ${PROJECT_SOURCE_DIR}/docs/terminal.md
   ${PROJECT_SOURCE_DIR}/docs/troubleshooting.md DESTINATION ${QUOR_DOC_DIR} COMPONENT tools)
