@@ -11,6 +11,16 @@ namespace {
 
 constexpr unsigned int kDetectPeriodMs = 30000;
 
+// Zeroes a record, also one that the platform refuses to overwrite. Returns the platform's result.
+template <typename Record>
+int Clean(Record& record) {
+    const int result = memset_s(&record, sizeof(record), 0, sizeof(record));
+    if (result != 0) {
+        WipeBytes(reinterpret_cast<char*>(&record), sizeof(record));
+    }
+    return result;
+}
+
 }  // namespace
 
 // Deliberate: only the making of the timer is checked, with a text that names its start.
@@ -57,15 +67,13 @@ int CloudFaceSrvDetect::StopServerDetect(bool clean) {
     return 0;
 }
 
-// What the platform refuses to overwrite is overwritten all the same: credentials do not stay.
+// Nothing of a configuration stays, whatever the platform says: not its credentials, nor a candidate that the
+// next one could probe by mistake.
 int CloudFaceSrvDetect::CleanServerInfo() {
     const ScopedOsLock lock(m_faceServerLock);
     m_slotCount = 0;
-    const int infoResult = memset_s(&m_faceServerInfo, sizeof(m_faceServerInfo), 0, sizeof(m_faceServerInfo));
-    if (infoResult != 0) {
-        WipeBytes(reinterpret_cast<char*>(&m_faceServerInfo), sizeof(m_faceServerInfo));
-    }
-    const int slotsResult = memset_s(m_addrSlots, sizeof(m_addrSlots), 0, sizeof(m_addrSlots));
+    const int infoResult = Clean(m_faceServerInfo);
+    const int slotsResult = Clean(m_addrSlots);
     return infoResult == 0 && slotsResult == 0 ? 0 : -1;
 }
 

@@ -72,6 +72,7 @@ int CloudFaceSrvDetect::CloudHttpUninit() {
 int CloudFaceSrvDetect::SetCloudFaceSrvInfo(TagQuorAiFaceServerInfo& faceServerInfo) {
     {
         const ScopedOsLock lock(m_faceServerLock);
+        m_slotCount = 0;  // also when the list cannot be read: these credentials are for no former candidate
         int listed = -1;
         try {
             listed = GetServerUrlList(
@@ -99,6 +100,8 @@ int CloudFaceSrvDetect::SetCloudFaceSrvInfo(TagQuorAiFaceServerInfo& faceServerI
     return 0;
 }
 
+// Deliberate: whether there is a valid service is tested under the lock and not before it: the first answer
+// writes the address on the transport's thread.
 int CloudFaceSrvDetect::GetValidFaceSrvInfo(tagAI_FACE_S_EUA_SERVER_INFO& out) {
     const ScopedOsLock lock(m_faceServerLock);
     if (m_faceServerInfo.url[0] == '\0') {

@@ -22,7 +22,7 @@ set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION}: shared librarie
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libquor-ai-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "libquor-ai${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), libssl-dev")
+  "libquor-ai${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), libssl-dev, libmagick++-6.q16-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "${PROJECT_DESCRIPTION}: development files
  Headers, CMake package and pkg-config files.")
 

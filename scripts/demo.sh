@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # demo.sh - plays a scripted conference of about 20 seconds: the simulator is the server, quor-terminal shows what it
 # receives, the server drops the link half way, then the large model is asked on both links, the conference is asked who
-# is there and told who checked in, and at the end both sides' counters are compared.
+# is there and told who checked in, a face service is found, asked about faces and for photos, and at the end a table
+# says for everything what was expected and what came.
 #
 # Usage: scripts/demo.sh [--fast] [BUILD_DIR]
 #   --fast      play the conference ten times as fast
@@ -17,6 +18,9 @@ scenario=simulator/scenarios/demo.json
 user=terminal
 password=quor-demo
 token=demo-token
+gallery=simulator/gallery
+faceAccount=face-service
+facePassword=quor-face-demo
 spoken=en-US
 translated=zh-CN
 # This terminal, as the scenario names it; one overlay switch of the scenario is for another terminal's uri.
@@ -30,7 +34,7 @@ for argument in "$@"; do
     case $argument in
         --fast) speed=10 ;;
         -h | --help)
-            sed -n '2,12s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"
+            sed -n '2,13s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"
             exit 0
             ;;
         -*)
@@ -134,6 +138,7 @@ printf '%s\n' "$token" >"$workDir/token"
 coproc SIMULATOR {
     exec "$simulator" --port 0 --state-dir "$workDir/server" --user "$user" --password "$password" \
         --token "$token" --scenario "$scenario" --speed "$speed" --wait-for-subscribers 6 \
+        --gallery "$gallery" --face-account "$faceAccount" --face-password "$facePassword" --face-port 0 \
         --ready-file "$workDir/ready.json" --stats-file "$workDir/server.json" 2>"$workDir/simulator.err"
 }
 simulatorPid=$SIMULATOR_PID
@@ -146,17 +151,22 @@ isReady() {
 waitFor 30 isReady || fail "the simulator is not ready after 30 seconds"
 read -r -t 10 _ <&"$simulatorOut" || fail "the simulator says nothing"
 port=$(sed -n 's/.*"port":\([0-9]*\).*/\1/p' "$workDir/ready.json")
+facePort=$(sed -n 's/.*"facePort":\([0-9]*\).*/\1/p' "$workDir/ready.json")
 caFile=$(sed -n 's/.*"caFile":"\([^"]*\)".*/\1/p' "$workDir/ready.json")
 
-printf '%s' "$password" |
-    "$terminal" seal --key-file "$workDir/key" --create-key --domain QuorUIConf >"$workDir/sealed"
+seal() { # PASSWORD FILE
+    printf '%s' "$1" | "$terminal" seal --key-file "$workDir/key" --create-key --domain QuorUIConf >"$2"
+}
+seal "$password" "$workDir/sealed"
+seal "$facePassword" "$workDir/face-sealed"
 
 say "${bold}Quor: a conference from server to screen${plain}"
 say "${dim}quor-simulator plays the conference server on 127.0.0.1:$port (TLS, WebSocket, STOMP).${plain}"
 say "${dim}quor-terminal signs in with a sealed password, reports what it can do, and shows captions ($spoken),${plain}"
 say "${dim}their translation ($translated), check-ins, control, sites and the overlay switch of this terminal.${plain}"
 say "${dim}Half way the server drops the link; watch it come back. Then the large model is asked, and over HTTPS${plain}"
-say "${dim}who takes part and who has checked in.${plain}"
+say "${dim}who takes part and who has checked in, and of two face services the one that takes the account whose${plain}"
+say "${dim}face it is.${plain}"
 say ""
 
 # ---- play ----
@@ -263,6 +273,31 @@ cat "$workDir/accounts"
 request "$workDir/match" avmatch --user-id ana.torres --site site-ana --start 900 --end 2500 --score 0.92
 cat "$workDir/match"
 
+# Two face services: the scenario lets the second one refuse the account.
+faceService="https://127.0.0.1:$port"
+face() { # STATUS FILE ARGUMENTS...
+    local expected=$1 file=$2 status=0
+    shift 2
+    "$terminal" face "$@" --server "127.0.0.1:$facePort;127.0.0.1:$port" --ca-file "$caFile" --account "$faceAccount" \
+        --sealed-password-file "$workDir/face-sealed" --key-file "$workDir/key" --log-file "$workDir/face.log" \
+        </dev/null >"$file" || status=$?
+    if ((status != expected)); then
+        say "${red}quor-terminal face $1 ended with status $status.${plain}"
+        requestStatus=$status
+    fi
+    cat "$file"
+}
+say ""
+say "${bold}Which of two face services takes the account${plain}"
+face 0 "$workDir/services" detect --all
+say ""
+say "${bold}Who is on two pictures${plain}"
+face 0 "$workDir/known" identify "$gallery/probes/ana.torres.jpg"
+face 8 "$workDir/unknown" identify "$gallery/probes/stranger.jpg"
+say ""
+say "${bold}The photos of two people${plain}"
+face 0 "$workDir/photos.text" photos ana.torres omar.haddad --out "$workDir/photos"
+
 printf 'quit\n' >&"$simulatorIn" || true
 waitFor 10 test -s "$workDir/server.json" || fail "the simulator wrote no statistics"
 wait "$simulatorPid" 2>/dev/null || true
@@ -274,102 +309,115 @@ flatten <"$workDir/server.json" >"$workDir/server.flat"
 flatten <"$workDir/terminal.json" >"$workDir/terminal.flat"
 bad=0
 
-row() { # LABEL DESTINATION RECEIVED DOUBLED [FOR-OTHERS]
-    local sent unheard lost mark=$green
-    sent=$(($(valueOf "$workDir/server.flat" "destinations|$2|delivered") - ${5:-0}))
-    unheard=$(valueOf "$workDir/server.flat" "destinations|$2|unheard")
-    lost=$((sent - $3))
-    if ((sent == 0 || lost != 0 || $4 != 0)); then
+# The one table of everything: what was expected, what came, and whether that is right.
+group() { printf '  %s%s%s\n' "$dim" "$1" "$plain"; }
+verdict() { # LABEL EXPECTED GOT PROBLEM [NOTE]
+    local mark=$green result=ok
+    if [[ -n $4 ]]; then
         bad=1
         mark=$red
+        result=$4
     fi
-    printf '  %-22s %8d %10d %s%6d %8d%s %12d\n' "$1" "$sent" "$3" "$mark" "$lost" "$4" "$plain" "$unheard"
+    printf '    %-34s %8s %8s  %s%s%s%s\n' "$1" "$2" "$3" "$mark" "$result" "$plain" "${5:+, $5}"
+}
+check() { # LABEL EXPECTED GOT [DOUBLED [NOTE]]
+    local problem=
+    if (($2 == 0)); then
+        problem='nothing to compare'
+    elif (($3 < $2)); then
+        problem="$(($2 - $3)) missing"
+    elif (($3 > $2)); then
+        problem="$(($3 - $2)) too many"
+    elif ((${4:-0} != 0)); then
+        problem="$4 doubled"
+    fi
+    verdict "$1" "$2" "$3" "$problem" "${5:-}"
+}
+messages() { # LABEL DESTINATION RECEIVED DOUBLED [FOR-OTHERS]
+    local sent unheard note=
+    sent=$(($(valueOf "$workDir/server.flat" "destinations|$2|delivered") - ${5:-0}))
+    unheard=$(valueOf "$workDir/server.flat" "destinations|$2|unheard")
+    if ((unheard != 0)); then
+        note="$unheard more while there was no link"
+    fi
+    if ((${5:-0} != 0)); then
+        note="$5 more for another terminal, not shown"
+    fi
+    check "$1" "$sent" "$3" "$4" "$note"
+}
+answer() { # LABEL STATUS
+    local problem=
+    if (($2 != 0)); then
+        problem="status $2"
+    fi
+    verdict "$1" complete "$( (($2 == 0)) && printf complete || printf broken)" "$problem"
 }
 count() { valueOf "$workDir/terminal.flat" "$1"; }
+serverCount() { valueOf "$workDir/server.flat" "$1"; }
 topic=/topic/conferences/$conference
 
 say ""
 say "${bold}Summary${plain}"
-printf '%s  %-22s %8s %10s %6s %8s %12s%s\n' "$dim" messages sent received lost doubled 'not offered' "$plain"
-row "check-ins" "$topic/checkinservice" "$(count 'checkins|messages')" 0
-row "captions $spoken" "$topic/subtitle/$spoken" \
-    $(($(count 'captions|final') + $(count 'captions|interim'))) "$(count 'captions|duplicates')"
-row "translations $translated" "$topic/subtitle/$translated" \
-    $(($(count 'translations|final') + $(count 'translations|interim'))) "$(count 'translations|duplicates')"
-
-row "control" "$topic" "$(count 'control|messages')" 0
-row "sites" "$topic/participantslist/general" "$(count 'sites|messages')" 0
-row "overlay, this terminal" "/topic/terminal/$terminalId/subtitleoverlay" "$(count 'overlay|messages')" 0 \
-    "$othersSwitches"
-say "${dim}  One more overlay switch was sent, for another terminal; it did not act here.${plain}"
-
-drops=$(valueOf "$workDir/server.flat" 'scenario|linkDrops')
-reconnects=$(count 'link|reconnects')
-mark=$green
-if ((drops == 0 || reconnects != drops)); then
-    bad=1
-    mark=$red
-fi
-printf '  %-22s %8d   reconnects %s%d%s\n' 'links dropped' "$drops" "$mark" "$reconnects" "$plain"
-
-# One report for each link, and as many verdicts of the server in the log.
-reports=$(valueOf "$workDir/server.flat" 'destinations|/terminal/parameter|received')
-verdicts=$(grep -c '<KelReportAbilityParseTextMessage>:result = 0' "$workDir/terminal.log" || true)
+printf '%s    %-34s %8s %8s  %s%s\n' "$dim" exercised expected got result "$plain"
+group 'the link'
 links=$(count 'link|connects')
-mark=$green
-# The answers asked for on the conference link had a session, and with it a report, of their own.
-if ((reports != links + 1 || verdicts != links)); then
-    bad=1
-    mark=$red
-fi
-printf '  %-22s %8d   answered %s%d%s, for %d links of the conference\n' 'capability reports' "$((reports - 1))" "$mark" \
-    "$verdicts" "$plain" "$links"
+check 'links dropped, links restored' "$(serverCount 'scenario|linkDrops')" "$(count 'link|reconnects')"
+# One report for each link, and as many verdicts of the server in the log. The answers asked for on the conference link
+# had a session, and with it a report, of their own.
+check 'capability reports' "$((links + 1))" "$(serverCount 'destinations|/terminal/parameter|received')"
+check 'their verdicts' "$links" \
+    "$(grep -c '<KelReportAbilityParseTextMessage>:result = 0' "$workDir/terminal.log" || true)"
+group 'messages, sent and shown'
+messages "check-ins" "$topic/checkinservice" "$(count 'checkins|messages')" 0
+messages "captions $spoken" "$topic/subtitle/$spoken" \
+    $(($(count 'captions|final') + $(count 'captions|interim'))) "$(count 'captions|duplicates')"
+messages "translations $translated" "$topic/subtitle/$translated" \
+    $(($(count 'translations|final') + $(count 'translations|interim'))) "$(count 'translations|duplicates')"
+messages "control" "$topic" "$(count 'control|messages')" 0
+messages "sites" "$topic/participantslist/general" "$(count 'sites|messages')" 0
+messages "overlay switches" "/topic/terminal/$terminalId/subtitleoverlay" "$(count 'overlay|messages')" 0 \
+    "$othersSwitches"
+group 'the large model'
+answer 'answer on the conference link' "$conferenceAnswer"
+answer 'answer on the manager link' "$managerAnswer"
 
-answerRow() { # LABEL STATUS
-    local mark=$green verdict=complete
-    if (($2 != 0)); then
-        bad=1
-        mark=$red
-        verdict="not complete (status $2)"
-    fi
-    printf '  %-22s %s%s%s\n' "$1" "$mark" "$verdict" "$plain"
-}
-answerRow 'answer, conference' "$conferenceAnswer"
-answerRow 'answer, manager' "$managerAnswer"
-
-requestRow() { # LABEL EXPECTED GOT [DOUBLED]
-    local mark=$green doubled=${4:-0}
-    if (($3 != $2 || $2 == 0 || doubled != 0)); then
-        bad=1
-        mark=$red
-    fi
-    printf '  %-22s %8d %10d %s%6d %8d%s\n' "$1" "$2" "$3" "$mark" "$(($2 - $3))" "$doubled" "$plain"
-}
 # Rows of a table are those whose second column, after two blanks, matches.
 tableRows() { grep -cE "^.+  +$2(  |\$)" "$1" || true; }
 doubledRows() { sort "$1" | uniq -d | wc -l; }
 people=$(grep -c '"uuid"' "$scenario")
 generated=$(sed -n 's/.*"generate": *\([0-9]*\).*/\1/p' "$scenario" | head -n 1)
 listed='[a-z]+[.-][a-z0-9]+'
-requestRow participants $((people + generated)) "$(tableRows "$workDir/participants" 'site-[a-z0-9]+')" \
+group 'requests over HTTPS'
+check participants $((people + generated)) "$(tableRows "$workDir/participants" 'site-[a-z0-9]+')" \
     "$(doubledRows "$workDir/participants")"
-requestRow "checked in, at first" "$people" "$(tableRows "$workDir/before" "$listed")"
-requestRow "people reported" "${#reported[@]}" "$(tableRows "$workDir/reported" "($listed|guest)")"
-requestRow "checked in, at last" $((people + ${#reported[@]})) "$(tableRows "$workDir/after" "($listed|guest)")" \
+check 'their pages of 200' $(((people + generated + 199) / 200)) "$(serverCount 'http|endpoints|participants|good')"
+check "checked in, at first" "$people" "$(tableRows "$workDir/before" "$listed")"
+check "people reported" "${#reported[@]}" "$(tableRows "$workDir/reported" "($listed|guest)")"
+check "checked in, at last" $((people + ${#reported[@]})) "$(tableRows "$workDir/after" "($listed|guest)")" \
     "$(doubledRows "$workDir/after")"
-requestRow "not checked in" $((generated - ${#reported[@]} + 1)) "$(tableRows "$workDir/missing" "$listed")" \
+check "not checked in" $((generated - ${#reported[@]} + 1)) "$(tableRows "$workDir/missing" "$listed")" \
     "$(doubledRows "$workDir/missing")"
-requestRow "accounts asked for" 2 "$(grep -cE '^(guest +yes +20|account-400 +no$)' "$workDir/accounts" || true)"
-requestRow "match reports" "$(valueOf "$workDir/server.flat" 'http|endpoints|matchReport|good')" \
+check "accounts asked for" 2 "$(grep -cE '^(guest +yes +20|account-400 +no$)' "$workDir/accounts" || true)"
+check "match reports" "$(serverCount 'http|endpoints|matchReport|good')" \
     "$(grep -c '^the server took the match of ana.torres' "$workDir/match" || true)"
-pages=$(valueOf "$workDir/server.flat" 'http|endpoints|participants|good')
-mark=$green
-if ((pages < 2)); then
-    bad=1
-    mark=$red
-fi
-printf '  %-22s %s%8d%s\n' 'pages of participants' "$mark" "$pages" "$plain"
-say "${dim}  sent: handed to the link by the server; not offered: said while the link was down${plain}"
+
+# lines FILE PATTERN: how many match.
+lines() { grep -cE -- "$2" "$1" || true; }
+same() { # how many photos are the gallery's
+    local user matching=0
+    for user in ana.torres.png omar.haddad.jpg; do
+        if cmp -s "$workDir/photos/$user" "$gallery/${user%.*}-1.${user##*.}"; then
+            matching=$((matching + 1))
+        fi
+    done
+    printf '%s' "$matching"
+}
+group 'faces'
+check 'face services that refuse' 1 "$(lines "$workDir/services" '  failed +refuses the account.*401$')"
+check 'face service found' 1 "$(lines "$workDir/services" "^the face service is $faceService\$")"
+check 'face known' 1 "$(lines "$workDir/known" '^Ana Torres +ana\.torres +ana-[0-9] +[0-9]+$')"
+check 'face unknown' 1 "$(lines "$workDir/unknown" '^no match$')"
+check 'photos saved, byte for byte' 2 "$(same)"
 
 if [[ $(valueOf "$workDir/server.flat" 'scenario|finished') != true ]]; then
     say "${red}The conference was not played to its end.${plain}"
@@ -384,7 +432,7 @@ if ((terminalStatus != 0)); then
 fi
 if ((bad != 0)); then
     say "${red}Not everything arrived as it should. The terminal's logs:${plain}"
-    tail -n 20 "$workDir/terminal.log" "$workDir/request.log" 2>/dev/null || true
+    tail -n 20 "$workDir/terminal.log" "$workDir/request.log" "$workDir/face.log" 2>/dev/null || true
     exit 1
 fi
-say "${green}Everything that was sent arrived, once, both answers are complete, and every request was answered.${plain}"
+say "${green}Everything that was sent arrived, once, and every request was answered as it should be.${plain}"
