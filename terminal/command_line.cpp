@@ -22,7 +22,7 @@ constexpr const char* kAbout =
 
 constexpr const char* kExitStatus =
     "Exit status:\n"
-    "  0    done; captions and watch: also when ended by Ctrl-C, SIGTERM or --duration\n"
+    "  0    done; captions, watch, face detect --watch: also when ended by Ctrl-C, SIGTERM or their time\n"
     "  1    failed for a reason that has no code of its own\n"
     "  2    the command line is wrong\n"
     "  3    the server refused the user name, the password, the token or the request\n"

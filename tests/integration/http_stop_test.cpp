@@ -28,6 +28,7 @@ constexpr char kUnansweredName[] = "unanswered.quor.test";
 // Where the requests get stuck.
 enum class Hole {
     kAnswer,     // the server takes the request and never answers
+    kConnect,    // nobody answers an attempt to connect
     kHandshake,  // the connection stands and nobody speaks TLS
     kLookUp,     // the DNS server is silent
 };
@@ -43,14 +44,15 @@ protected:
             }
             return;
         }
-        m_silent = std::make_unique<SilentSocket>(hole == Hole::kHandshake ? SilentSocket::Kind::kTcp
-                                                                           : SilentSocket::Kind::kUdp);
-        if (hole == Hole::kHandshake) {
-            UsePort(m_silent->Port());
-        } else {
+        if (hole == Hole::kLookUp) {
+            m_silent = std::make_unique<SilentSocket>(SilentSocket::Kind::kUdp);
             HttpTerminal::AskDnsServer(m_silent->Address());
             m_host = kUnansweredName;
+            return;
         }
+        m_silent = std::make_unique<SilentSocket>(hole == Hole::kConnect ? SilentSocket::Kind::kFullTcp
+                                                                         : SilentSocket::Kind::kTcp);
+        UsePort(m_silent->Port());
     }
     void WaitUntilStuck() {
         if (m_silent != nullptr) {
@@ -101,6 +103,8 @@ std::string HoleName(const ::testing::TestParamInfo<Hole>& test) {
     switch (test.param) {
         case Hole::kAnswer:
             return "NoAnswer";
+        case Hole::kConnect:
+            return "NoConnection";
         case Hole::kHandshake:
             return "NoHandshake";
         case Hole::kLookUp:
@@ -145,16 +149,16 @@ TEST_P(HttpStop, TakesNoTimeWithTheAbortSwitch) {
     ExpectSilence();
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, HttpStop, ::testing::Values(Hole::kAnswer, Hole::kHandshake, Hole::kLookUp),
+INSTANTIATE_TEST_SUITE_P(Every, HttpStop,
+                         ::testing::Values(Hole::kAnswer, Hole::kConnect, Hole::kHandshake, Hole::kLookUp),
                          HoleName);
 
 // ---- What the transport has ----
 
 class HttpStopOfTransport : public HttpStop {
 protected:
-    // Every kind of asynchronous request, so often, held by the server.
-    void HoldRequests(std::size_t rounds) {
-        ASSERT_NO_FATAL_FAILURE(DigHole(Hole::kAnswer));
+    // Every kind of asynchronous request, so often.
+    void MakeRequests(std::size_t rounds) {
         for (std::size_t i = 0; i < rounds; ++i) {
             for (const Kind kind : kAllKinds) {
                 if (kind != Kind::kParticipants) {
@@ -163,6 +167,11 @@ protected:
                 }
             }
         }
+    }
+    // The same, held by the server.
+    void HoldRequests(std::size_t rounds) {
+        ASSERT_NO_FATAL_FAILURE(DigHole(Hole::kAnswer));
+        ASSERT_NO_FATAL_FAILURE(MakeRequests(rounds));
         ASSERT_TRUE(rest().WaitForHeld(m_asked.size(), kPatience));
         ExpectSilence();
     }
@@ -188,6 +197,16 @@ private:
 
 TEST_F(HttpStopOfTransport, CancelsWhatIsOutstandingAndTellsTheObservers) {
     ASSERT_NO_FATAL_FAILURE(HoldRequests(20));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(terminal().Stop(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kAtOnce);
+    ExpectAllCancelled();
+}
+
+TEST_F(HttpStopOfTransport, CancelsWhatIsStillConnecting) {
+    ASSERT_NO_FATAL_FAILURE(DigHole(Hole::kConnect));
+    ASSERT_NO_FATAL_FAILURE(MakeRequests(2));
+    ASSERT_NO_FATAL_FAILURE(WaitUntilStuck());
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(terminal().Stop(), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, kAtOnce);

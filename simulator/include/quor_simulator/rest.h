@@ -148,10 +148,10 @@ struct RestFault {
     std::optional<Port> port;        /* touches and counts the requests on that port only */
 
     /* ---- the face service's results, whose places count from 1 ---- */
-    /* So many, whatever was asked; those that are more than there are get made-up ids: "extra-13". */
-    std::optional<std::size_t> results;
-    std::vector<double> scores; /* kFaceIdentify: so many results with these scores; else none changed */
-    std::vector<std::size_t> photoBytes; /* FillerPhoto of this size for each photo */
+    std::optional<std::size_t> results; /* so many, whatever was asked; made-up ones are "extra-13" */
+    /* One for each place, the last for all that follow; without any, nothing is changed. */
+    std::vector<double> scores;          /* kFaceIdentify: so many results, unless results says how many */
+    std::vector<std::size_t> photoBytes; /* FillerPhoto of this size, also for ids that nobody knows */
     /* data that is no base64 in these places; in all of them when the list is empty. */
     std::optional<std::vector<std::size_t>> badBase64;
     std::vector<std::size_t> failItems; /* these places say that they failed */

@@ -7,11 +7,15 @@
 
 namespace quor_test {
 
-// Open on a free port of 127.0.0.1 for the life of the object. What arrives is never answered: the system
-// completes a TCP connection, and nobody ever reads from it.
+// Open on a free port of 127.0.0.1 for the life of the object. What arrives is never answered.
 class SilentSocket {
 public:
-    enum class Kind { kTcp, kUdp };
+    enum class Kind {
+        kTcp,      // the system completes a connection, and nobody ever reads from it
+        kFullTcp,  // there is no room for a connection: the system drops every attempt, as a dead network
+                   // does
+        kUdp,
+    };
 
     // Throws std::runtime_error.
     explicit SilentSocket(Kind kind);
@@ -21,11 +25,15 @@ public:
 
     std::uint16_t Port() const { return m_port; }
     std::string Address() const { return "127.0.0.1:" + std::to_string(m_port); }
-    // A connection or a datagram has arrived; false: not in kPatience.
+    // A connection, an attempt at one or a datagram has arrived; false: not in kPatience.
     bool WaitForArrival() const;
 
 private:
+    void Close() const;
+
+    const Kind m_kind;
     int m_descriptor;
+    int m_onlyConnection = -1;  // takes all the room
     std::uint16_t m_port = 0;
 };
 

@@ -147,7 +147,7 @@ TEST_P(FaceDetectTortureTest, EveryAllocationFailsInTurn) {
         bool hit = false;
         {
             const FailingNew failing(nth);
-            EXPECT_NO_THROW(GetParam().run());
+            EXPECT_NO_THROW(GetParam().run());  // a success allocates nothing
             hit = failing.Hit();
         }
         ExpectClean("allocation " + std::to_string(nth));

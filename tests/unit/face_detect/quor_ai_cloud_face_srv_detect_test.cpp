@@ -171,11 +171,15 @@ TEST_F(CloudFaceSrvDetectTest, AListThatFindsNoMemoryIsLoggedAndTheRestDone) {
         info = Config("10.2.2.2;https://10.2.2.3:8443");
         Put(info.account, "another");
         Put(info.password, "sealed-another");
+        int result = -1;
+        bool hit = false;
         {
             const FailingNew failing(nth);
-            EXPECT_EQ(Face().SetCloudFaceSrvInfo(info), 0);
-            EXPECT_TRUE(failing.Hit());
+            result = Face().SetCloudFaceSrvInfo(info);
+            hit = failing.Hit();
         }
+        EXPECT_TRUE(hit);
+        EXPECT_EQ(result, 0);
         EXPECT_THAT(Logs(), ElementsAre(FE("<SetCloudFaceSrvInfo> GetServerUrlList error.")));
         EXPECT_STREQ(Detector::Info().account, "another");
         EXPECT_STREQ(Detector::Info().password, "sealed-another");

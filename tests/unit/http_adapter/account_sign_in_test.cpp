@@ -110,9 +110,10 @@ TEST_F(AccountSignInTest, AnAccountIsCutAt255Characters) {
 }
 
 TEST_F(AccountSignInTest, WhatCanFailBeforeTheSend) {
+    Put(query.serverAddr, "kel.example.org");  // the record comes before its name is looked up
     Fake().FailCall(Fn::HeapAlloc, 1);
     ExpectRefused({AE("<CloudQueryAccountSignInInfo> malloc userInfo fail")});
-    EXPECT_EQ(loginsAsked, 0U);
+    EXPECT_EQ(loginsAsked + namesResolved, 0U);
     Put(query.serverAddr, "a,b");
     ExpectRefused({AE("<GenerateAccountSignIn>: GetAddressType fail"), kGenerateFailed});
     Put(query.serverAddr, "192.168.1.10");

@@ -135,6 +135,42 @@ TEST_F(AdapterLifecycleTest, NestedUsersOnlyCount) {
     EXPECT_THAT(AdapterLines(LogsNow()), ElementsAre(kUninitSuccess, kNotInited));
 }
 
+// Every order of six starts and stops; each bit of a sequence is one of them.
+TEST_F(AdapterLifecycleTest, EveryOrderOfStartsAndStops) {
+    constexpr unsigned kSteps = 6;
+    for (unsigned sequence = 0; sequence < 1U << kSteps; ++sequence) {
+        Fake().ClearRecords();
+        std::vector<LogLine> lines;
+        unsigned transportStarts = 0;
+        int users = 0;
+        for (unsigned step = 0; step < kSteps; ++step) {
+            SCOPED_TRACE(std::to_string(sequence) + " step " + std::to_string(step));
+            if ((sequence >> step & 1U) != 0) {
+                transportStarts += users == 0 ? 1U : 0U;
+                ++users;
+                ASSERT_EQ(Http().CloudHttpInit(), 0);
+            } else {
+                if (users < 2) {
+                    lines.push_back(users == 0 ? kNotInited : kUninitSuccess);
+                }
+                users -= users == 0 ? 0 : 1;
+                ASSERT_EQ(Http().CloudHttpUninit(), 0);
+            }
+            const bool started = users != 0;
+            EXPECT_EQ(Adapter::Users(), users);
+            EXPECT_EQ(HttpAccess::Users(), started ? 1U : 0U);
+            EXPECT_EQ(Network().IsInitialised(), started);
+            EXPECT_EQ(Adapter::HasPool(), started);
+            EXPECT_EQ(Adapter::Photos() != nullptr, started);
+            EXPECT_EQ(Adapter::Sites() != nullptr, started);
+        }
+        EXPECT_EQ(AdapterLines(LogsNow()), lines);
+        EXPECT_EQ(Fake().CountOf(Fn::HttpInit), transportStarts);
+        ResetAdapter();
+        EXPECT_EQ(Fake().LiveBlocks().size(), 0U);
+    }
+}
+
 // A success, whatever the text says.
 TEST_F(AdapterLifecycleTest, StoppingWhatWasNotStarted) {
     EXPECT_EQ(Http().CloudHttpUninit(), 0);

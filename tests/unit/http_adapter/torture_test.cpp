@@ -177,7 +177,13 @@ std::function<void()> AnswerIntoBuffersWith(const std::string& body, unsigned st
 }
 
 std::vector<Operation> LifecycleOperations() {
-    return {{"Init", 0, [] {}, [] { Http().CloudHttpInit(); }},
+    return {{"GetInstance", 0, [] {},
+             [] {
+                 AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
+                 Adapter::Destroy(AiHttpAdapter::GetInstance());
+                 Adapter::ExchangeInstance(instance);
+             }},
+            {"Init", 0, [] {}, [] { Http().CloudHttpInit(); }},
             {"InitAndUninit", 0, [] {},
              [] {
                  Http().CloudHttpInit();
