@@ -103,12 +103,12 @@ unsigned DeleteWatch::Hits() const {
 #if defined(QUOR_TEST_SANITIZER_HOOKS)
 
 // The sanitizer's own, which stands behind a weak name for this. Called before the sanitizer is ready, too.
-extern "C" void* __interceptor_realloc(void* p, std::size_t size);
+extern "C" void* __interceptor_realloc(void* ptr, std::size_t size);
 
 extern "C" __attribute__((disable_sanitizer_instrumentation, visibility("default"))) void* realloc(
-    void* p, std::size_t size) {
+    void* ptr, std::size_t size) {
     QuorTest::t_inRealloc = true;
-    void* const moved = __interceptor_realloc(p, size);
+    void* const moved = __interceptor_realloc(ptr, size);
     QuorTest::t_inRealloc = false;
     return moved;
 }

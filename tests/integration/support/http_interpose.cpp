@@ -155,14 +155,14 @@ void* OsMemMallocSetCharMon(unsigned int size, unsigned char fill, unsigned int 
     return block;
 }
 
-void OSMemTypeFreeMon(void* block, unsigned int line, const char* module) {
+void OSMemTypeFreeMon(void* p, unsigned int line, const char* module) {
     using namespace quor_test;
     static auto* const platform = Platform<decltype(OSMemTypeFreeMon)>("OSMemTypeFreeMon");
     {
         quor_platform::internal::MutexLock lock(heap.mutex);
-        heap.live.erase(block);
+        heap.live.erase(p);
     }
-    platform(block, line, module);
+    platform(p, line, module);
 }
 
 // The first step of a participant query: its token goes into a header.

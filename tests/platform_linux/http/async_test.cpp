@@ -8,6 +8,7 @@
 #include <set>
 #include <thread>
 
+#include "quor_platform/dns.h"
 #include "tests/platform_linux/http/http_fixture.h"
 #include "tests/platform_linux/support/dns_server.h"
 #include "tests/platform_linux/support/gate.h"
