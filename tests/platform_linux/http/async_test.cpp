@@ -64,7 +64,7 @@ TEST_F(HttpAsync, AnswersComeThroughTheCallback) {
     EXPECT_EQ(completion.body, "PUTbodyt");
     EXPECT_EQ(completion.failure.httpStatus, 201);
     EXPECT_THAT(completion.failure.text,
-                testing::MatchesRegex("localhost:[0-9]+ answered with the HTTP status 201"));
+                testing::MatchesRegex("127\\.0\\.0\\.1:[0-9]+ answered with the HTTP status 201"));
 }
 
 TEST_F(HttpAsync, ConnectionsAreReused) {
