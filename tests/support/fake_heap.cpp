@@ -16,7 +16,7 @@ namespace {
 constexpr int kFreedPattern = 0xDD;  // what a use after free reads
 // Larger blocks are the adapter's result buffers: to keep them costs more than all the rest of a test.
 constexpr std::size_t kKeptBytes = 100000;
-}
+}  // namespace
 
 void* FakePlatform::Allocate(unsigned size, unsigned char fill, unsigned line, const char* module) {
     const NewsSucceed sheltered;
