@@ -30,6 +30,7 @@ protected:
     // The ids of the first so many people.
     std::vector<std::string> Users(std::size_t count) const {
         std::vector<std::string> ids;
+        ids.reserve(count);
         for (std::size_t i = 0; i < count; ++i) {
             ids.push_back(m_people[i].userId);
         }
@@ -53,6 +54,7 @@ protected:
     }
     static std::vector<std::size_t> Sizes(const std::vector<NotifiedPhoto>& photos) {
         std::vector<std::size_t> sizes;
+        sizes.reserve(photos.size());
         for (const NotifiedPhoto& photo : photos) {
             sizes.push_back(photo.data.size());
         }
@@ -223,6 +225,7 @@ std::string LargePicture(std::size_t number) {
 TEST_F(FacePhotos, OfSeveralQueriesDoNotMix) {
     constexpr std::size_t kQueries = 8;
     quor_simulator::Gallery gallery;
+    gallery.reserve(kQueries);
     for (std::size_t i = 0; i < kQueries; ++i) {
         const std::string id = std::to_string(i);
         gallery.push_back({"user-" + id, "Name", {{"photo-" + id, LargePicture(i), {}}}});

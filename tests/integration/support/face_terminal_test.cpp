@@ -165,6 +165,7 @@ std::vector<std::vector<NotifiedPhoto>> FaceTerminalTest::Photos(unsigned int id
 }  // namespace quor_test
 
 // Stands in the test's program, so it comes before the C library's, which it calls.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
 extern "C" __attribute__((visibility("default"))) int gettimeofday(struct timeval* __restrict time,
                                                                    void* __restrict zone) {
     using Function = int (*)(struct timeval*, void*);

@@ -30,8 +30,9 @@ int PlacesHolding(const std::string& masked) {
             const auto want = std::min<std::size_t>(sizeof block, end - at);
             const ssize_t got = pread(memory, block, want, static_cast<off_t>(at));
             for (ssize_t i = 0; i + static_cast<ssize_t>(masked.size()) <= got; ++i) {
-                const auto place = reinterpret_cast<const char*>(at) + i;
-                if (place + masked.size() > std::begin(block) && place < std::end(block)) {
+                const std::uintptr_t place = at + static_cast<std::uintptr_t>(i);
+                const auto own = reinterpret_cast<std::uintptr_t>(&block[0]);
+                if (place + masked.size() > own && place < own + sizeof block) {
                     continue;  // the search's own copy
                 }
                 std::size_t same = 0;
