@@ -250,12 +250,12 @@ bool PrepareManagerLogin(const ConnectionOptions& options, TagQuorAiKelLoginInfo
 bool PrepareFaceService(const FaceServiceOptions& options, TemporaryKeyFile& temporaryKey,
                         TagQuorAiFaceServerInfo& service, std::string& message) {
     service = TagQuorAiFaceServerInfo{};
-    // It is sent base64-encoded in a header's value of 511 characters.
-    constexpr std::size_t kLongestPassword = 383;
+    // 382 bytes are 512 characters in base64; a header's value holds 511.
+    constexpr std::size_t kLongestPassword = 381;
     std::string sealed;
     if (!PreparePassword(
             options, temporaryKey, kLongestPassword,
-            "the password is longer than 383 bytes, which no request to a face service can carry", sealed,
+            "the password is longer than 381 bytes, which no request to a face service can carry", sealed,
             message)) {
         return false;
     }

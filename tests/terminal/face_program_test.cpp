@@ -105,9 +105,9 @@ TEST_F(FaceProgramTest, SealedPasswords) {
     EXPECT_EQ(Run(with("QuorUILogin")), kExitFailure);
     EXPECT_TRUE(Contains(Errors(), "https://" + first + ": key: ")) << Errors();
     EXPECT_TRUE(Contains(Errors(), "for the domain QuorUIConf.")) << Errors();
-    WriteWholeFile(directory.File("face-password"), std::string(384, 'p'));
+    WriteWholeFile(directory.File("face-password"), std::string(382, 'p'));
     EXPECT_EQ(Run(Face(simulator, {"detect"})), kExitFailure);
-    EXPECT_TRUE(Contains(Errors(), "longer than 383 bytes")) << Errors();
+    EXPECT_TRUE(Contains(Errors(), "longer than 381 bytes")) << Errors();
 }
 
 TEST_F(FaceProgramTest, AWatcherIsToldEveryChange) {
