@@ -100,7 +100,7 @@ std::string ShowCaptions(TagQuorAiKelLoginInfo& login, const TagQuorAiSubscribeI
     if (channel->KelBasicCreateWebsocket(&login) != 0) {
         Finish(end, "no link: " + quor_platform::LastFailure().text);
     }
-    const std::string why = end.get_future().get();
+    std::string why = end.get_future().get();
     quor_platform::SetLinkEventSink({});  // no event comes in while the link is closed
     channel->KelBasicDestroyWebsocket();
     channel->Detach(captions.get());
