@@ -194,6 +194,7 @@ TEST_F(CaptionsTest, EveryObserverGetsEveryCaption) {
     ASSERT_TRUE(second->WaitFor(AI_SUB_ID_CAPTION, 1));
     EXPECT_EQ(second->All(AI_SUB_ID_CAPTION), observer().All(AI_SUB_ID_CAPTION));
     ASSERT_EQ(terminal().Destroy(), 0U);
+    terminal().StopEvents();
     EXPECT_EQ(channel().Detach(second.get()), 0);
 }
 

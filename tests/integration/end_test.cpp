@@ -119,6 +119,7 @@ TEST_F(EndTest, NothingIsNotifiedAfterDestroyReturned) {
             EXPECT_EQ(watcher->CaptionsAtConnect(), atTheEnd);
         }
     }
+    terminal().StopEvents();
     channel().Detach(watcher.get());
     ExpectNoLeak();
     EXPECT_EQ(terminal().closeNotices().Count(), 0U);

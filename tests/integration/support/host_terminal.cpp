@@ -44,8 +44,7 @@ HostTerminal::HostTerminal(Delivery delivery)
                                [this](const TagAiCloudSrvResult& result) { OnConnected(result); });
     channel().Attach(m_observer);
     channel().KelBasicGenerateSubscribeMap();
-    quor_platform::SetLinkEventSink([this](unsigned int event, unsigned int linkId, unsigned int linkType,
-                                           void* data) { OnLinkEvent(event, linkId, linkType, data); });
+    StartEvents();
 }
 
 HostTerminal::~HostTerminal() {
@@ -88,6 +87,15 @@ void HostTerminal::Trust(const std::string& caFile) {
     quor_platform::TlsSettings settings;
     settings.caFile = caFile;
     quor_platform::SetTlsSettings(settings);
+}
+
+void HostTerminal::StopEvents() {
+    quor_platform::SetLinkEventSink({});
+}
+
+void HostTerminal::StartEvents() {
+    quor_platform::SetLinkEventSink([this](unsigned int event, unsigned int linkId, unsigned int linkType,
+                                           void* data) { OnLinkEvent(event, linkId, linkType, data); });
 }
 
 int HostTerminal::StopObserving() {

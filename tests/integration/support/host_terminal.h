@@ -51,7 +51,11 @@ public:
     const TemporaryFolder& folder() const { return m_folder; }
 
     void Trust(const std::string& caFile);
-    // Detaches the observer, for a test that brings its own. The channel must be quiet.
+    // Returns after the notification that is running; until StartEvents no other comes, and the observers may be
+    // exchanged. What the link tells in between is lost.
+    void StopEvents();
+    void StartEvents();
+    // Detaches the observer, for a test that brings its own; between StopEvents and StartEvents.
     int StopObserving();
     // The token of check-in subscriptions, taken from the login client at each of them.
     void SetLoginToken(const std::string& token) QUOR_EXCLUDES(m_tokenMutex);
