@@ -1,7 +1,7 @@
 /*
- * picture_hash.h - how alike two pictures are. A picture becomes a few numbers that hardly change when it is
- * scaled, compressed again or made a little brighter; the nearer the numbers of two pictures, the higher
- * their score. All of the image library stays in the source of this header.
+ * picture_hash.h - how alike two pictures are. A picture becomes a few numbers, its perceptual hash, that
+ * hardly change when it is scaled, compressed again or made a little brighter; the nearer the numbers of two
+ * pictures, the higher their score. All of the image library stays in the source of this header.
  *
  * Pictures come from the network: only PNG, JPEG and PNM are looked at, by their first bytes, and what would
  * need more pixels or memory than a face's picture has any use for is refused before it is decoded.

@@ -61,11 +61,14 @@ TEST(FaceIndex, RanksByTheBestPhotoAndThenByTheGallery) {
     EXPECT_EQ(index.PhotoOfUser("p1"), nullptr);
 }
 
-TEST(Pictures, OfOneColourAreLikeNothing) {
-    const auto grey = HashPicture(GreyPicture(1, 1));
-    EXPECT_EQ(Score(grey, HashPicture(GreyPicture(300, 200))), 0);
-    EXPECT_EQ(Score(grey, HashPicture(Probe("lin.wei"))), 0);
-    EXPECT_EQ(Score(HashPicture(Probe("lin.wei")), HashPicture(Probe("lin.wei"))), 100);
+TEST(Pictures, OfOneColourAreNobody) {
+    for (const char* colour : {"P5 1 1 255\n\x01", "P5 1 1 255\n\x80", "P5 1 1 255\n\xff", "P4 1 1\n\x80"}) {
+        const auto plain = HashPicture(colour);
+        EXPECT_EQ(Score(plain, plain), 100);
+        for (const char* person : {"lin.wei", "ben.okafor", "stranger"}) {
+            EXPECT_LT(Score(plain, HashPicture(Probe(person))), 75) << person;
+        }
+    }
 }
 
 TEST(Pictures, MayBeEveryKindOfPnm) {
