@@ -25,7 +25,7 @@ packagesOf() {
         sanitize) echo clang-14:clang-14 libclang-rt-14-dev llvm-14:llvm-symbolizer-14 ;;
         lint)
             echo clang-14:clang-14 clang-tidy-14:clang-tidy-14 clang-format-14:clang-format-14 \
-                shellcheck:shellcheck python3:python3 git:git
+                libclang-14-dev llvm-14-dev shellcheck:shellcheck python3:python3 git:git
             ;;
         docs) echo doxygen:doxygen mandoc:mandoc python3:python3 git:git ;;
         bench) echo libbenchmark-dev valgrind:valgrind ;;
