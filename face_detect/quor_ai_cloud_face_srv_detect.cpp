@@ -103,12 +103,18 @@ int CloudFaceSrvDetect::SetCloudFaceSrvInfo(TagQuorAiFaceServerInfo& faceServerI
 // Deliberate: whether there is a valid service is tested under the lock and not before it: the first answer
 // writes the address on the transport's thread.
 int CloudFaceSrvDetect::GetValidFaceSrvInfo(tagAI_FACE_S_EUA_SERVER_INFO& out) {
-    const ScopedOsLock lock(m_faceServerLock);
-    if (m_faceServerInfo.url[0] == '\0') {
+    bool found = false;
+    bool copied = false;
+    {
+        const ScopedOsLock lock(m_faceServerLock);
+        found = m_faceServerInfo.url[0] != '\0';
+        copied = found && memcpy_s(&out, sizeof(out), &m_faceServerInfo, sizeof(m_faceServerInfo)) == 0;
+    }
+    if (!found) {
         FACE_LOG_ERROR("<GetValidFaceSrvInfo> have no valid server url");
         return -1;
     }
-    if (memcpy_s(&out, sizeof(out), &m_faceServerInfo, sizeof(m_faceServerInfo)) != 0) {
+    if (!copied) {
         FACE_LOG_ERROR("<GetValidFaceSrvInfo> mem cpy error");
         return -1;
     }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <set>
 #include <thread>
@@ -63,6 +64,7 @@ private:
         unsigned int stoppers = 0;  // threads in Stop that wait for the running callback
     };
 
+    void EndBeforeOwners(const char* file, unsigned int line) QUOR_REQUIRES(m_mutex);
     void Schedule(TimerId id, Timer& timer, Clock::time_point due) QUOR_REQUIRES(m_mutex);
     void Unschedule(TimerId id, Timer& timer) QUOR_REQUIRES(m_mutex);
     void Run();
@@ -73,6 +75,7 @@ private:
     Condition m_finished;  // a callback returned
     TimerId m_lastId QUOR_GUARDED_BY(m_mutex) = 0;
     std::map<TimerId, Timer> m_timers QUOR_GUARDED_BY(m_mutex);
+    std::set<std::pair<const char*, unsigned int>> m_places QUOR_GUARDED_BY(m_mutex);  // that made timers
     std::set<std::pair<Clock::time_point, TimerId>> m_schedule QUOR_GUARDED_BY(m_mutex);
     TimerId m_running QUOR_GUARDED_BY(m_mutex) = 0;  // whose callback runs now
     bool m_ending QUOR_GUARDED_BY(m_mutex) = false;
@@ -80,7 +83,7 @@ private:
     std::thread::id m_threadId QUOR_GUARDED_BY(m_mutex);  // also while Shutdown joins the thread
 };
 
-// Never destroyed: callbacks of a program that ends without Shutdown may still run then.
+// Never destroyed: callbacks of a program that ends by _exit or inside a callback may still run then.
 TimerService& TimerService::Get() {
     static TimerService* const service = new TimerService;
     return *service;
@@ -88,10 +91,20 @@ TimerService& TimerService::Get() {
 
 TimerId TimerService::Create(OsRelTimerCallback callback, void* arg, unsigned int line, const char* file) {
     const MutexLock lock(m_mutex);
+    EndBeforeOwners(file, line);
     const TimerId id = m_lastId + 1;
     m_timers.emplace(id, Timer{callback, arg, line, file});
     m_lastId = id;
     return id;
+}
+
+// The process's exit handlers destroy what callbacks use, the latest made first. Whatever a timer of this
+// place needs was made before it, so a handler from now ends the timers in time. One for each place, since
+// timers that come and go would otherwise leave handlers without end.
+void TimerService::EndBeforeOwners(const char* file, unsigned int line) {
+    if (m_places.emplace(file, line).second) {
+        std::atexit([] { Get().Shutdown(); });
+    }
 }
 
 unsigned int TimerService::Start(TimerId id, std::chrono::milliseconds period, bool repeat) {

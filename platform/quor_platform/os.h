@@ -50,7 +50,8 @@ typedef void (*OsRelTimerCallback)(void* arg);
 /*
  * Makes a stopped timer. arg is handed to every callback and stays the caller's. line and file name the
  * caller in the platform's monitoring; file must outlive the timer (a literal). Null: out of resources or a
- * null callback. The handle is released by OsFreeRelTimer only.
+ * null callback. The handle is released by OsFreeRelTimer only. A process that exits while timers run ends
+ * them before its exit handlers destroy what existed when this was called: the callbacks use it.
  */
 OsRelTimer OsCreateRelTimerM(OsRelTimerCallback callback, void* arg, unsigned int line, const char* file);
 

@@ -228,6 +228,8 @@ TEST_F(CloudFaceSrvDetectTest, BeforeAnyAnswerThereIsNoValidServiceAndTheCallers
     Fake().ClearRecords();
     tagAI_FACE_S_EUA_SERVER_INFO valid = {};
     std::memset(&valid, 'x', sizeof(valid));
+    // So that a log listener may ask, too.
+    Fake().onLog = [](LogKind, const std::string&) { EXPECT_FALSE(Fake().IsLocked(&Detector::Lock())); };
     EXPECT_EQ(Face().GetValidFaceSrvInfo(valid), -1);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&valid), sizeof(valid)), std::string(1540, 'x'));
     EXPECT_THAT(Logs(), ElementsAre(FE("<GetValidFaceSrvInfo> have no valid server url")));
