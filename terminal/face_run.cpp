@@ -11,6 +11,7 @@
 #include "exit_codes.h"
 #include "failure_text.h"
 #include "output.h"
+#include "probe_text.h"
 #include "quor_ai/ai_cloud_face_srv_detect.h"
 #include "session.h"
 #include "signal_watcher.h"
@@ -46,12 +47,10 @@ void ListenToTraces(FaceSearch& search, unsigned int wantedLevel) {
     quor_platform::SetTraceLevel(static_cast<unsigned char>(std::max(wantedLevel, kFaceSearchTraceLevel)));
 }
 
-constexpr const char* kNotAsked = "no IPv4 address; the library looks up no names";
-
 void TellNotAsked(const std::vector<FaceCandidate>& candidates) {
     for (const FaceCandidate& candidate : candidates) {
         if (!candidate.isAddress) {
-            PrintError(candidate.url + " was not asked: " + kNotAsked);
+            PrintError(candidate.url + " was not asked: " + ProbeReason({ProbeState::kNotAsked, {}}));
         }
     }
 }
@@ -161,55 +160,6 @@ int FaceRun::FailToFind(const SearchNews& news) {
 
 std::string FaceRun::ServiceUrl() const {
     return m_service.url[0] == '\0' ? std::string() : m_service.url + (":" + std::to_string(m_service.port));
-}
-
-const char* ProbeWord(const Probe& probe) {
-    switch (probe.state) {
-        case ProbeState::kNotAsked:
-            return "not-asked";
-        case ProbeState::kAsked:
-            return "asked";
-        case ProbeState::kAnswered:
-            return "answered";
-        case ProbeState::kFailed:
-            break;
-    }
-    return "failed";
-}
-
-std::string ProbeReason(const Probe& probe) {
-    switch (probe.state) {
-        case ProbeState::kNotAsked:
-            return kNotAsked;
-        case ProbeState::kAsked:
-            return "no answer yet";
-        case ProbeState::kAnswered:
-            return {};
-        case ProbeState::kFailed:
-            break;
-    }
-    const LinkProblem problem = ExplainFaceFailure(probe.reason, {});
-    if (problem.exitCode == kExitRefused && problem.kind == LinkProblem::Kind::kRefused) {
-        return "refuses the account or its password: HTTP status " + std::to_string(probe.reason.httpStatus);
-    }
-    return problem.text;
-}
-
-Json ProbeDocument(const FaceCandidate& candidate, const Probe& probe) {
-    Json document = {{"url", candidate.url}, {"state", ProbeWord(probe)}};
-    if (probe.state == ProbeState::kFailed) {
-        document["stage"] = quor_platform::StageName(probe.reason.stage == quor_platform::Stage::kNone
-                                                         ? quor_platform::Stage::kAnswer
-                                                         : probe.reason.stage);
-    }
-    if (probe.reason.httpStatus != 0) {
-        document["httpStatus"] = probe.reason.httpStatus;
-    }
-    const std::string reason = ProbeReason(probe);
-    if (!reason.empty()) {
-        document["problem"] = reason;
-    }
-    return document;
 }
 
 int RunFaceRequests(const FaceServiceOptions& options, const char* name, std::chrono::milliseconds duration,

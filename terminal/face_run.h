@@ -54,12 +54,6 @@ private:
     bool m_started = false;
 };
 
-// Where a candidate stands: a word for documents ("not-asked", "asked", "answered", "failed"), and why, for
-// people; empty where there is nothing to say.
-const char* ProbeWord(const Probe& probe);
-std::string ProbeReason(const Probe& probe);
-Json ProbeDocument(const FaceCandidate& candidate, const Probe& probe);
-
 // Runs body between set-up and taking down. duration: as long as the run may take, 0 for without end; it ends
 // as by Ctrl-C. Returns what body returned, or the exit code of a set-up that failed.
 int RunFaceRequests(const FaceServiceOptions& options, const char* name, std::chrono::milliseconds duration,

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 
+#include "alarm.h"
 #include "credentials.h"
 #include "exit_codes.h"
 #include "failure_text.h"
@@ -74,6 +75,9 @@ private:
     bool m_started = false;
 };
 
+// Twelve photos of the largest size that the library hands on, in base64, fit with room.
+constexpr std::size_t kMostAnswerBytes = 96U << 20U;
+
 // What the requests need besides the settings of every subcommand. The log must let errors pass, because
 // they tell the end of some requests: level 0 becomes no log file.
 bool ConfigureRequests(const RequestOptions& options) {
@@ -88,6 +92,9 @@ bool ConfigureRequests(const RequestOptions& options) {
     quor_platform::DnsSettings dns;
     dns.servers = options.dnsServers;
     quor_platform::SetDnsSettings(dns);
+    quor_platform::HttpSettings http;
+    http.maxAnswerBytes = kMostAnswerBytes;
+    quor_platform::SetHttpSettings(http);
     return true;
 }
 
@@ -121,12 +128,21 @@ const char* StageOf(const RequestOutcome& outcome) {
 
 }  // namespace
 
-bool RequestRun::Ask(TagQuorAiSubId id, const Send& send, const OnPage& onPage) {
-    m_wait.Begin(id);
+// Some requests look up the server's name before they are on their way.
+void RequestRun::Make(const Send& send) {
+    const Alarm limit(m_wait.Deadline(), [this] {
+        m_wait.TimeOut();
+        quor_platform::AbortRequests();
+    });
     if (send(m_adapter) != 0) {
         // A request that the transport refused is notified all the same; that came first then.
         m_wait.OnRefused(quor_platform::LastFailure());
     }
+}
+
+bool RequestRun::Ask(TagQuorAiSubId id, const Send& send, const OnPage& onPage) {
+    m_wait.Begin(id);
+    Make(send);
     m_outcome = m_wait.Wait(onPage);
     if (m_outcome.end == RequestEnd::kNotified) {
         return true;
@@ -139,9 +155,7 @@ bool RequestRun::Ask(TagQuorAiSubId id, const Send& send, const OnPage& onPage) 
 // have come to their end, everything was notified.
 bool RequestRun::AskParts(TagQuorAiSubId id, const Send& send, const OnParts& onParts) {
     m_wait.BeginParts(id);
-    if (send(m_adapter) != 0) {
-        m_wait.OnRefused(quor_platform::LastFailure());
-    }
+    Make(send);
     for (bool last = false;; last = true) {
         m_outcome = m_wait.Wait({});
         if (onParts(m_wait.TakeParts())) {

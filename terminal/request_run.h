@@ -79,6 +79,9 @@ public:
     void HideProgress();
 
 private:
+    // Not beyond the time limit.
+    void Make(const Send& send);
+
     const RequestSetup& m_setup;
     RequestWait& m_wait;
     QuorAiEngine::AiHttpAdapter& m_adapter;

@@ -143,6 +143,13 @@ void RequestWait::Stop() {
     }
 }
 
+void RequestWait::TimeOut() {
+    const MutexLock lock(m_mutex);
+    if (m_outcome.end == RequestEnd::kPending) {
+        End(RequestEnd::kTimedOut, {});
+    }
+}
+
 RequestOutcome RequestWait::Wait(const std::function<void(unsigned int pages)>& onPage) {
     unsigned int told = 0;
     for (;;) {

@@ -12,8 +12,8 @@
 // The platform's reason of the failure is taken on the thread that notifies or logs, at that moment, because
 // the platform keeps it by thread.
 //
-// Threads: OnResult, OnLog and Stop on any thread; the others on the control thread. Locks: m_mutex guards
-// everything; nothing is called while it is held.
+// Threads: OnResult, OnLog, Stop and TimeOut on any thread; the others on the control thread. Locks: m_mutex
+// guards everything; nothing is called while it is held.
 #ifndef QUOR_TERMINAL_REQUEST_WAIT_H
 #define QUOR_TERMINAL_REQUEST_WAIT_H
 
@@ -79,6 +79,8 @@ public:
     void OnRefused(const quor_platform::Failure& failure) QUOR_TERMINAL_EXCLUDES(m_mutex);
     // Ends this request and every later one.
     void Stop() QUOR_TERMINAL_EXCLUDES(m_mutex);
+    // The time limit has passed while the request was being made.
+    void TimeOut() QUOR_TERMINAL_EXCLUDES(m_mutex);
 
     // Waits for the end, or for a part, which is kNotified without data. onPage is called on this thread with
     // the number of pages that have come, once for each increase that is seen.

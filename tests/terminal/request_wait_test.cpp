@@ -44,6 +44,19 @@ TEST(RequestWait, TheNotificationOfTheRequestEndsItAndIsCopied) {
     EXPECT_EQ(outcome.failure.stage, Stage::kConnect);
 }
 
+TEST(RequestWait, TheLimitMayPassBeforeTheRequestIsMade) {
+    RequestWait wait(Later());
+    wait.Begin(AI_SUB_ID_REPORT_SIGN_IN);
+    wait.TimeOut();
+    wait.OnRefused(FailureAt(Stage::kResolve));
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kTimedOut);
+    wait.Begin(AI_SUB_ID_REPORT_SIGN_IN);
+    std::string bytes = "bytes";
+    wait.OnResult(ResultOf(AI_SUB_ID_REPORT_SIGN_IN, bytes), {});
+    wait.TimeOut();
+    EXPECT_EQ(wait.Wait({}).end, RequestEnd::kNotified) << "it had ended before";
+}
+
 TEST(RequestWait, SilentFailuresEndWithTheirRecord) {
     struct Case {
         TagQuorAiSubId id;
