@@ -32,18 +32,26 @@ bool IsHashedName(const std::string& name) {
 
 }  // namespace
 
+std::vector<std::string> HashedFiles(const std::string& directory) {
+    std::vector<std::string> files;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (IsHashedName(entry->path().filename().string())) {
+            files.push_back(entry->path().string());
+        }
+    }
+    return files;
+}
+
 bool TrustDirectory(X509_STORE* store, const std::string& directory, Failure* failure) {
     std::error_code error;
-    std::filesystem::directory_iterator entries(directory, error);
+    const std::filesystem::directory_iterator readable(directory, error);
     if (error) {
         return SetFailure(failure, error.value(),
                           "the CA directory " + directory + " cannot be read: " + error.message());
     }
-    bool found = false;
-    for (; !found && !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
-        found = IsHashedName(entries->path().filename().string());
-    }
-    if (!found) {
+    if (HashedFiles(directory).empty()) {
         return SetFailure(failure, 0,
                           "the CA directory " + directory + " holds no certificate under a hash name");
     }

@@ -6,6 +6,7 @@
 #include <openssl/x509_vfy.h>
 
 #include <string>
+#include <vector>
 
 #include "quor_platform_linux/host.h"
 
@@ -19,6 +20,9 @@ bool TrustFile(X509_STORE* store, const std::string& file, Failure* failure);
 
 // Looks for certificates under hash names ("3a1b2c4d.0") now; they are read when a chain is verified.
 bool TrustDirectory(X509_STORE* store, const std::string& directory, Failure* failure);
+
+// The paths of what stands under hash names now; empty for a directory that cannot be read.
+std::vector<std::string> HashedFiles(const std::string& directory);
 
 }  // namespace quor_platform::internal
 

@@ -39,8 +39,9 @@ QUOR_PLATFORM_STATIC_ASSERT(sizeof(struct CloudDnsRecord) == 288, "the service r
  * zero. On entry *count is its capacity in entries, on success the number of entries filled, each zeroed
  * first; what does not fit is left out. addressKind is 2, option1 and option2 are 1. Nothing of the arguments
  * is kept. 0 success. Non-zero: a null argument, bad name, no such name, a name without IPv4 addresses, no
- * answer in time; then *count is 0. A platform may also succeed with 0 entries, but the library asks for
- * service records after a failure only.
+ * answer in time; then *count is 0. The platform remembers which name an address was given for, because
+ * requests to it are verified under that name (http.h). A platform may also succeed with 0 entries, but the
+ * library asks for service records after a failure only.
  */
 unsigned int QUOR_NETB_DnsGetIpBySynResolveEx(const char* host, unsigned int addressKind,
                                               struct QuorNetbDnsAddress* table, unsigned int* count,

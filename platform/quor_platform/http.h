@@ -55,7 +55,11 @@ struct tagHTTP_HEADER {
     char value[QUOR_HTTP_HEADER_VALUE_CAPACITY]; /* may be a secret: no copy stays behind the request */
 };
 
-/* How the server is verified. Nothing here ever means to skip the certificate's name. */
+/*
+ * How the server is verified. Nothing here ever means to skip the certificate's name. The library asks at
+ * addresses that dns.h gave it for a name: such an address is verified under that name, any other one as
+ * itself.
+ */
 struct tagHTTP_S_TLS_PARAM {
     /* A file with PEM certificates or a directory of them as OpenSSL hashes it; nothing else is trusted. */
     char caPath[QUOR_HTTP_CERT_PATH_CAPACITY];
@@ -69,7 +73,10 @@ struct tagHTTP_S_CIPHER_LIST {
     unsigned int suites[QUOR_HTTP_CIPHER_SUITES]; /* the low 16 bits are IANA's number */
 };
 
-/* Of every request. What it points to lives for the call only. Timeouts: seconds; 0: the transport's own. */
+/*
+ * Of every request. What it points to lives for the call only. Timeouts: seconds; 0: the transport's own,
+ * which is never without end.
+ */
 struct tagHTTP_S_CONFIG_PARAM {
     struct tagHTTP_S_TLS_PARAM* tlsParam;             /* the caller's, read before the send returns */
     const struct tagHTTP_S_CIPHER_LIST* cipherSuites; /* likewise */

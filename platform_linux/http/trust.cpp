@@ -19,11 +19,26 @@ namespace {
 // A program has one or two; more are read anew each time they take turns.
 constexpr std::size_t kMostKept = 8;
 
-using Identity = std::tuple<dev_t, ino_t, off_t, std::int64_t, std::int64_t, std::int64_t, std::int64_t>;
+// Of one file or directory.
+using Mark = std::tuple<dev_t, ino_t, off_t, std::int64_t, std::int64_t, std::int64_t, std::int64_t>;
+// The path's, and of a directory those of its certificates, which may change without it.
+using Identity = std::vector<Mark>;
 
-Identity IdentityOf(const struct stat& status) {
+Mark MarkOf(const struct stat& status) {
     return {status.st_dev,          status.st_ino,         status.st_size,        status.st_mtim.tv_sec,
             status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+}
+
+Identity IdentityOf(const std::string& path, const struct stat& status) {
+    Identity identity{MarkOf(status)};
+    if (S_ISDIR(status.st_mode)) {
+        for (const std::string& file : HashedFiles(path)) {
+            struct stat certificate {};
+            identity.push_back(stat(file.c_str(), &certificate) == 0 ? MarkOf(certificate) : Mark{});
+        }
+        std::sort(identity.begin() + 1, identity.end());
+    }
+    return identity;
 }
 
 struct Entry {
@@ -77,7 +92,8 @@ TrustPointer LoadTrust(const std::string& path, Failure* failure) {
     struct stat status {};
     const bool there = stat(path.c_str(), &status) == 0;
     const int systemError = errno;
-    if (there && old != kept.entries.end() && old->identity == IdentityOf(status)) {
+    const Identity identity = there ? IdentityOf(path, status) : Identity{};
+    if (there && old != kept.entries.end() && old->identity == identity) {
         return old->trust;
     }
     if (old != kept.entries.end()) {
@@ -95,7 +111,7 @@ TrustPointer LoadTrust(const std::string& path, Failure* failure) {
         if (kept.entries.size() == kMostKept) {
             kept.entries.erase(kept.entries.begin());
         }
-        kept.entries.push_back({IdentityOf(status), trust});
+        kept.entries.push_back({identity, trust});
     }
     return trust;
 }

@@ -154,6 +154,23 @@ TEST_F(HttpCertificates, ADirectoryServesToo) {
     EXPECT_EQ(Call(directory, foreign.Url()).Send().status, 200U);
 }
 
+// The directory itself stays as it is when the certificate behind a link in it is replaced.
+TEST_F(HttpCertificates, ACertificateReplacedBehindALinkCountsFromTheNextRequest) {
+    const std::string directory = m_folder.File("certs");
+    const std::string file = m_folder.File("authority.pem");
+    std::filesystem::create_directory(directory);
+    Authority().WriteCertificate(file);
+    std::filesystem::create_symlink(file, directory + "/" + Authority().HashedName());
+    const HttpPeer peer(ServerTls(), HttpPeer::Always(200, "x"));
+    EXPECT_EQ(Call(directory, peer.Url()).Send().status, 200U);
+    const TestAuthority stranger("Stranger");
+    stranger.WriteCertificate(file);
+    EXPECT_EQ(Call(directory, peer.Url()).Send().result, static_cast<unsigned int>(HTTP_ERRORCODE_TLS))
+        << "kept connections too";
+    Authority().WriteCertificate(file);
+    EXPECT_EQ(Call(directory, peer.Url()).Send().status, 200U);
+}
+
 TEST_F(HttpCertificates, AReplacedFileCountsFromTheNextRequest) {
     const HttpPeer peer(ServerTls(), HttpPeer::Always(200, "x"));
     EXPECT_EQ(SendGet(peer.Url()).status, 200U);
