@@ -4,6 +4,7 @@
 // Roads: "identify", a picture of 1 MB on its way into a request; "photos", an answer with 12 photos of
 // 340 KB on its way to the observers.
 #include <cjson/cJSON.h>
+#include <malloc.h>
 
 #include <chrono>
 #include <cstddef>
@@ -189,6 +190,7 @@ void PhotosFloor(std::vector<unsigned char>& photos) {
 }
 
 std::vector<bench::Pair> MakePairs() {
+    constexpr double kTarget = 1.2;
     const auto library = std::make_shared<std::unique_ptr<Library>>();
     const auto road = [library](void (Library::*run)()) {
         return [library, run] {
@@ -205,8 +207,12 @@ std::vector<bench::Pair> MakePairs() {
     const auto photosFloor = [photos = std::vector<unsigned char>(kPhotos * kPhotoBytes)]() mutable {
         PhotosFloor(photos);
     };
-    return {{{"identify", road(&Library::Identify)}, {"identify-floor", identifyFloor}, 4},
-            {{"photos", road(&Library::Photos)}, {"photos-floor", photosFloor}, 1}};
+    return {
+        {{"identify", road(&Library::Identify)},
+         {"identify-floor", bench::OnWorkers(identifyFloor)},
+         4,
+         kTarget},
+        {{"photos", road(&Library::Photos)}, {"photos-floor", bench::OnWorkers(photosFloor)}, 1, kTarget}};
 }
 
 }  // namespace
@@ -232,6 +238,11 @@ unsigned int QuorOmKeymDecrypt(const char* /*domain*/, const char* /*cipher*/, u
 }  // extern "C"
 
 int main(int argc, char** argv) {
+    // As docs/architecture.md advises hosts: otherwise what is measured is mostly how the C library gives
+    // large blocks back to the system after each request and takes new ones for the next.
+    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 64 << 20);
     try {
         MakePhotoAnswer();
         return bench::Main(MakePairs(), argc, argv);

@@ -175,6 +175,10 @@ unsigned int PeopleOf(std::string_view name) {
     return name == "list" ? kPeople : kQuorAiSignInMax;
 }
 
+// Meant for a quiet machine.
+constexpr double kMostListRatio = 1.45;
+constexpr double kLeastThroughput = 0.85;  // of the flight, of the floor's
+
 // Both sides in turns, so that a slow moment of the machine falls on both; connections are kept from turn to
 // turn.
 void PrintRatio(const char* program, const std::string& name) {
@@ -193,8 +197,14 @@ void PrintRatio(const char* program, const std::string& name) {
     }
     const double roadTime = Median(roadSamples);
     const double floorTime = Median(floorSamples);
-    std::printf("time %-10s %11.0f us  floor %11.0f us  ratio %.3f  throughput %.3f\n", name.c_str(),
-                roadTime, floorTime, roadTime / floorTime, floorTime / roadTime);
+    const double ratio = roadTime / floorTime;
+    std::printf("time %-10s %11.0f us  floor %11.0f us  ratio %.3f  throughput %.3f", name.c_str(), roadTime,
+                floorTime, ratio, 1 / ratio);
+    if (name == "list") {
+        std::printf("  target %.2f %s\n", kMostListRatio, ratio <= kMostListRatio ? "met" : "MISSED");
+    } else {
+        std::printf("  target %.2f %s\n", kLeastThroughput, 1 / ratio >= kLeastThroughput ? "met" : "MISSED");
+    }
 }
 
 int Usage() {

@@ -14,12 +14,19 @@ struct Road {
     std::function<void()> run;
 };
 
-// A road, the floor that it is measured against, and how often each runs for one sample.
+// A road, the floor that it is measured against, and how often each runs for one sample. target: how many
+// times the floor's time the road is meant to take at most on a quiet machine; 0: only instructions are
+// judged.
 struct Pair {
     Road road;
     Road floor;
     unsigned int repetitions;
+    double target = 0;
 };
+
+// The same road on one of eleven threads after the other, as the library's workers run theirs: each has its
+// own part of the heap and finds it cold. Only the work differs then.
+std::function<void()> OnWorkers(std::function<void()> run);
 
 double Median(std::vector<double> samples);
 

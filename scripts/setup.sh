@@ -28,7 +28,7 @@ packagesOf() {
                 libclang-14-dev llvm-14-dev shellcheck:shellcheck python3:python3 git:git
             ;;
         docs) echo doxygen:doxygen mandoc:mandoc python3:python3 git:git ;;
-        bench) echo libbenchmark-dev valgrind:valgrind ;;
+        bench) echo valgrind:valgrind ;;
         fuzz) echo libgtest-dev libgmock-dev ;;
         interop) echo ;;
         *) fail "unknown group '$1'; groups are: build test sanitize lint docs bench fuzz interop" ;;

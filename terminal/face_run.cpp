@@ -50,7 +50,9 @@ void ListenToTraces(FaceSearch& search, unsigned int wantedLevel) {
 void TellNotAsked(const std::vector<FaceCandidate>& candidates) {
     for (const FaceCandidate& candidate : candidates) {
         if (!candidate.isAddress) {
-            PrintError(candidate.url + " was not asked: " + ProbeReason({ProbeState::kNotAsked, {}}));
+            std::string text = candidate.url;
+            text += " was not asked: ";
+            PrintError(text += ProbeReason({ProbeState::kNotAsked, {}}));
         }
     }
 }
@@ -159,7 +161,10 @@ int FaceRun::FailToFind(const SearchNews& news) {
 }
 
 std::string FaceRun::ServiceUrl() const {
-    return m_service.url[0] == '\0' ? std::string() : m_service.url + (":" + std::to_string(m_service.port));
+    if (m_service.url[0] == '\0') {
+        return {};
+    }
+    return std::string(m_service.url) + ":" + std::to_string(m_service.port);
 }
 
 int RunFaceRequests(const FaceServiceOptions& options, const char* name, std::chrono::milliseconds duration,
