@@ -1,7 +1,8 @@
 // log_sink.cpp - takes the library's log records and traces into the application's own log, here standard
 // output.
 //
-// To have something to log it opens a manager link, which needs no credentials, and closes it again.
+// To have something to log it opens a manager link, which needs no credentials, starts the HTTP services,
+// whose start is traced, and ends both again.
 // docs/troubleshooting.md says what the texts of the records mean and what to do about them.
 #include <chrono>
 #include <cstdio>
@@ -13,11 +14,13 @@
 #include <mutex>
 #include <string>
 
+#include "quor_ai/ai_http_adapter.h"
 #include "quor_ai/ai_kel_basic.h"
 #include "quor_platform_linux/host.h"
 
 namespace {
 
+using QuorAiEngine::AiHttpAdapter;
 using QuorAiEngine::AiKelBasic;
 
 enum { kHost = 1, kPort, kCaFile };
@@ -121,6 +124,10 @@ int main(int argc, char** argv) {
     const bool created = channel->KelBasicCreateWebsocket(&login) == 0;
     gate.unlock();
     const bool good = created && connected->Wait();
+    AiHttpAdapter* const adapter = AiHttpAdapter::GetInstance();
+    if (adapter != nullptr && adapter->CloudHttpInit() == 0) {
+        adapter->CloudHttpUninit();
+    }
     quor_platform::SetLinkEventSink({});
     quor_platform::Shutdown();  // ends the link; its last records come before this returns
     channel->Detach(connected.get());

@@ -27,8 +27,8 @@ constexpr char kUsage[] =
     "TIME       of signing in, for example \"2026-03-01 09:30:00\"\n";
 
 constexpr unsigned int kStatusOk = 200;
-// Of an answer that is not understood only the log tells. Longer than the transport's own limit, 60 seconds.
-constexpr std::chrono::seconds kPatience{65};
+// Of an answer that is not understood only the log tells. Longer than the library's own limit, 30 seconds.
+constexpr std::chrono::seconds kPatience{35};
 
 // The first line of a file; empty when there is none.
 std::string ReadLine(const std::string& path) {
@@ -133,11 +133,13 @@ int main(int argc, char** argv) {
     AiHttpAdapter* const adapter = AiHttpAdapter::GetInstance();
     const auto answers = std::make_shared<Answers>();
     bool good = false;
-    if (adapter != nullptr && adapter->Attach(answers) == 0 && adapter->CloudHttpInit() == 0) {
-        good = SignIn(*adapter, *answers, report);
-        quor_platform::AbortRequests();  // after kPatience something may still be under way
-        adapter->CloudHttpUninit();
-        adapter->Detach(answers.get());
+    if (adapter != nullptr && adapter->Attach(answers) == 0) {
+        if (adapter->CloudHttpInit() == 0) {
+            good = SignIn(*adapter, *answers, report);
+            quor_platform::AbortRequests();  // after kPatience something may still be under way
+            adapter->CloudHttpUninit();
+        }
+        adapter->Detach(answers.get());  // also when nothing was started
     }
     quor_platform::Shutdown();
     if (!good) {

@@ -16,14 +16,15 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 UNITS = [
     "platform/", "include/", "thread_pool/", "common/", "utility/", "conference_channel/", "http_adapter/",
     "face_detect/", "platform_linux/include/", "platform_linux/", "simulator/include/", "simulator/", "terminal/",
-    "examples/", "tests/consumer/", "tests/", "benchmarks/", "fuzz/",
+    "examples/", "tests/consumer/", "tests/", "benchmarks/", "fuzz/", "scripts/",
 ]
 
 # Third-party libraries by the first component of the include path.
 THIRD_PARTY = {
     "cJSON": ["cJSON.h", "cjson/"], "boost": ["boost/"], "openssl": ["openssl/"], "spdlog": ["spdlog/"],
     "fmt": ["fmt/"], "curl": ["curl/"], "c-ares": ["ares.h", "ares_"], "json": ["nlohmann/"], "CLI11": ["CLI/"],
-    "gtest": ["gtest/", "gmock/"], "benchmark": ["benchmark/"], "valgrind": ["valgrind/"],
+    "gtest": ["gtest/", "gmock/"], "valgrind": ["valgrind/"],
+    "clang": ["clang/"],
 }
 
 STANDARD_C = """assert complex ctype errno fenv float inttypes limits locale math setjmp signal stdalign stdarg
@@ -52,6 +53,7 @@ RULES = {
     "tests/": (ANY, ANY, True),
     "benchmarks/": (ANY, ANY, True),
     "fuzz/": (ANY, ANY, True),
+    "scripts/": ([], ["clang"], False),
 }
 
 # System headers that a folder may use although it may not use the system: what the platform has no function for is

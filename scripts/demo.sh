@@ -165,8 +165,8 @@ say "${dim}quor-simulator plays the conference server on 127.0.0.1:$port (TLS, W
 say "${dim}quor-terminal signs in with a sealed password, reports what it can do, and shows captions ($spoken),${plain}"
 say "${dim}their translation ($translated), check-ins, control, sites and the overlay switch of this terminal.${plain}"
 say "${dim}Half way the server drops the link; watch it come back. Then the large model is asked, and over HTTPS${plain}"
-say "${dim}who takes part and who has checked in, and of two face services the one that takes the account whose${plain}"
-say "${dim}face it is.${plain}"
+say "${dim}who takes part and who has checked in, and a face service is looked for among two, and asked whose face${plain}"
+say "${dim}a picture shows.${plain}"
 say ""
 
 # ---- play ----

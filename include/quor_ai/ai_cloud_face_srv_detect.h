@@ -23,8 +23,9 @@
 // thread and inside SetCloudFaceSrvInfo; answers arrive on the transport's callback thread. No call waits for
 // an answer, but CloudHttpUninit as the transport's last user waits until outstanding probes are cancelled.
 //
-// Locks owned: m_faceServerLock (candidates, credentials and the valid service), for copies only; nothing is
-// sent, stopped or waited for under it.
+// Locks owned: m_faceServerLock (candidates and their count, credentials and the valid service), held while a
+// list is parsed, its log records included, while a probe's URL is formatted and for copies; nothing is sent,
+// stopped or waited for under it.
 //
 // The timer is not stopped by the end of the process: the platform ends its timers before the instance goes.
 //

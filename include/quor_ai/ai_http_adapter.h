@@ -26,8 +26,10 @@
 //
 // Locks owned: m_observersLock (Attach, Detach, a whole notification); m_msgBufferLock (photo notifications)
 // and m_siteInfoBufferLock (a whole participant query), each held while observers run and taken before
-// m_observersLock, never both together; m_loginLock (while the login client takes the callback); the lock of
-// the making of the instance, m_threadPoolLock and m_confTokenLock, under which nothing else is locked.
+// m_observersLock, never both together; m_loginLock (while the login client takes the callback);
+// m_threadPoolLock (start and end of the workers, and while a request is handed to them, for which the pool
+// takes its own lock); m_instanceLock (the making of the instance); m_confTokenLock (the last token), under
+// which nothing else is locked.
 //
 // Shutdown: the last CloudHttpUninit runs what was handed to the workers to its end, then cancels what is
 // outstanding in the transport, whose observers are told. Three things go with it:
@@ -92,9 +94,10 @@ public:
     // no thread, or the transport could not be started; it is not initialised then.
     QUOR_AI_API int CloudHttpInit();
 
-    // Ends what CloudHttpInit started when the last user leaves, and waits for it: requests under way are
-    // bounded by the transport's time limits only. 0 also when nothing was started. -1: the transport refused
-    // to end; nothing is started any more all the same.
+    // Ends what CloudHttpInit started when the last user leaves, and waits for it: what the workers took runs
+    // to its end, at most 61 requests, each bounded by the transport's time limits, participant lists one
+    // after the other. The platform may offer to end them at once. 0 also when nothing was started. -1: the
+    // transport refused to end; nothing is started any more all the same.
     QUOR_AI_API int CloudHttpUninit();
 
     // ---- Observers ----
@@ -144,13 +147,17 @@ public:
 
     // Asks who is on a picture, whose bytes follow the record. Answer: AI_SUB_ID_FACE_RECOGNIZE,
     // tagQuorAiFaceEUADetectResult; nothing when the transport failed or the server refused. Waits at most
-    // half a second for room in the queue. -1: a null record, an empty picture, no memory, or no room.
+    // half a second for room in the queue. -1: a null record, an empty picture, one of more than
+    // 4,294,965,739 bytes, no memory, or no room.
     QUOR_AI_API unsigned int CloudFaceRecogPhoto(tagAI_FACE_S_DETECT_INFO* recogInfo);
 
     // Asks for the photos of users or the photos of the given ids. Answer: AI_SUB_ID_FACE_PHOTO,
-    // TagQuorAiFacePhotoList, as often as needed; nothing on failure. Ids that together do not fit the URL
-    // are such a failure. Waits at most half a second for room in the queue. -1: a null record, no memory, or
-    // no room.
+    // TagQuorAiFacePhotoList, as often as needed; nothing marks the last one. Nothing on failure, nor when an
+    // answer has nothing usable. Ids that together do not fit the URL are a failure, and so is an answer that
+    // is longer than the platform's limit of an answer: twelve photos of the largest size are 67 MB of
+    // base64. Of an answer the first kQuorAiFacePhotoMax items count. Photos that are too big and items
+    // without status or id are left out: the log tells it, no observer learns of it. Waits at most half a
+    // second for room in the queue. -1: a null record, no memory, or no room.
     QUOR_AI_API unsigned int CloudQueryFacePhoto(TagQuorAiFacePhotoParam* faceParam);
 
 private:

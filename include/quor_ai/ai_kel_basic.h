@@ -11,8 +11,8 @@
 // Threads: operations belong to the application's control thread. KelBasicDisposeMsg runs on one thread, that
 // of the platform's link events; observers run on it too, inside the call, while no lock of this class is
 // held. The following is read or written by both sides without a lock, so the application keeps them apart:
-// - the observers: attach before the first link, detach after the last one. A notification may still be running
-//   when KelBasicDestroyWebsocket returns: take the platform's event handler away, or stop the platform, before
+// - the observers: attach before the first link, detach after the last one. A notification may still run when
+//   KelBasicDestroyWebsocket returns: take the platform's event handler away, or stop the platform, before
 //   the detach;
 // - the destinations and the channel state: subscribe and unsubscribe from inside Update (the event thread),
 //   or while no frames flow. A subscription made inside Update must come after KelBasicCreateWebsocket

@@ -147,10 +147,11 @@ struct tagAI_FACE_S_DETECT_INFO {
     char serverAddr[256];        // with scheme
     char account[256];           // user name at the face service
     char password[1024];         // sealed by the platform's key service
-    unsigned int picLen;         // bytes of the picture, at least 1
+    unsigned int picLen;         // bytes of the picture, 1 to 4,294,965,739
 };
 
-// The result.
+// The result. name, photoid, score and userid count with result 0 only: with 1 and 4 they may be those of an
+// earlier person of the service's list.
 struct tagQuorAiFaceEUADetectResult {
     int result;  // 0 match, 1 no match or failure of the service, 2 no answer, 4 incomplete answer
     TagFaceRecogType recogType;  // of the request
@@ -193,7 +194,8 @@ struct QuorAiSingleFacePhoto {
     unsigned int photoSize;    // bytes
 };
 
-// Bytes of a result's payload. A photo that does not fit with its description is left out, with a log record.
+// Bytes of a result's payload. A result fills at most one byte less, so that a photo of more than 4,193,831
+// bytes does not fit with its description: it is left out, with a log record.
 inline constexpr std::size_t kQuorAiFacePhotoPayloadMax = 4194128;
 
 // The result. A request may end in several of them. The length is that of the head and of what is used of

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -106,7 +107,7 @@ std::set<std::string> Sources() {
 
 TEST_F(ExamplesTest, EachIsShortDescribedAndSaysHowItIsUsed) {
     const std::string readme = ReadWholeFile(std::string(QUOR_EXAMPLE_SOURCES) + "/README.md");
-    EXPECT_GE(Sources().size(), 7U);
+    EXPECT_GE(Sources().size(), 8U);
     for (const std::string& name : Sources()) {
         SCOPED_TRACE(name);
         const std::string source = ReadWholeFile(std::string(QUOR_EXAMPLE_SOURCES) + "/" + name + ".cpp");
@@ -275,6 +276,24 @@ TEST_F(LargeModelChat, ALinkThatEndsInTheMiddleIsAFailure) {
     EXPECT_EQ(server->Received().size(), 1U);
 }
 
+TEST_F(LargeModelChat, AnAnswerThatDoesNotEndIsStopped) {
+    AnswerFault fault;
+    fault.hold = true;
+    server->SetAnswerFault(AnswerKind::kManagerModel, fault);
+    ASSERT_NO_FATAL_FAILURE(AskOnStandardInput("one\ntwo\n"));
+    ASSERT_TRUE(server->WaitForHeldAnswers(1, kBound));
+    server->PublishRaw("ERROR\nmessage:no model\n\n");
+    EXPECT_EQ(program.Wait(), 1);
+    EXPECT_EQ(Errors(), "large_model_chat: ERROR\nmessage:no model\n");
+    ASSERT_TRUE(server->WaitForReceived("", 2, kBound)) << "the question, and what stops it";
+    const std::vector<quor_simulator::ReceivedSend> received = server->Received();
+    ASSERT_EQ(received.size(), 2U);
+    EXPECT_THAT(received[0].headers,
+                ::testing::IsSupersetOf<Header>({{"seqNum", "1"}, {"reqType", "FREE_CHAT"}}));
+    EXPECT_THAT(received[1].headers,
+                ::testing::IsSupersetOf<Header>({{"seqNum", "1"}, {"reqType", "FREE_CHAT_STOP"}}));
+}
+
 TEST_F(LargeModelChat, AQuestionThatIsTooLongIsAFailure) {
     ASSERT_NO_FATAL_FAILURE(AskOnStandardInput(std::string(3000, 'x') + "\n"));
     EXPECT_EQ(program.Wait(), 1);
@@ -342,15 +361,24 @@ TEST_F(SignIn, ARefusalIsAFailure) {
 
 class FaceLookup : public ExamplesTest {
 protected:
-    void Look(const std::string& person) {
+    std::string ServerAddress() const { return "127.0.0.1:" + std::to_string(server->port()); }
+    // At the first address is nobody, unless others are given.
+    void Look(const std::string& person, const std::string& servers = "") {
         if (!std::filesystem::exists(directory.File("key"))) {
             ASSERT_NO_FATAL_FAILURE(SealPassword(Options().facePassword));
             server->rest().SetGallery(quor_simulator::ReadGallery(QUOR_GALLERY));
         }
-        // Nobody is at the first address.
-        Start("face_lookup", {"127.0.0.1:1;127.0.0.1:" + std::to_string(server->port()), server->caFile(),
+        Start("face_lookup", {servers.empty() ? "127.0.0.1:1;" + ServerAddress() : servers, server->caFile(),
                               Options().faceAccount, directory.File("key"), directory.File("password"),
                               std::string(QUOR_GALLERY) + "/probes/" + person + ".jpg"});
+    }
+    // No service is found, and it does not take the time limit of the search, or of a connection, to say so.
+    void ExpectNoServiceSoon() {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(program.Wait(), 1);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+        EXPECT_EQ(Errors().rfind("face_lookup: no face service takes the account:\n", 0), 0U) << Errors();
+        EXPECT_EQ(Output(), "");
     }
 };
 
@@ -378,6 +406,41 @@ TEST_F(FaceLookup, ARefusalAndAMissingPictureAreFailures) {
     EXPECT_EQ(Errors(), "face_lookup: the picture was not taken\n");
 }
 
+TEST_F(FaceLookup, AWrongPasswordIsToldForEachThatRefusesIt) {
+    ASSERT_NO_FATAL_FAILURE(SealPassword("wrong"));
+    ASSERT_NO_FATAL_FAILURE(Look("ana.torres"));
+    ExpectNoServiceSoon();
+    EXPECT_THAT(Errors(), HasSubstr("\n" + ServerAddress() + " answered with the HTTP status 401\n"));
+    EXPECT_THAT(Errors(), HasSubstr("\n127.0.0.1:1: "));
+}
+
+TEST_F(FaceLookup, NobodyThereIsToldWithTheReason) {
+    ASSERT_NO_FATAL_FAILURE(Look("ana.torres", "127.0.0.1:1;face.example.org"));
+    ExpectNoServiceSoon();
+    EXPECT_THAT(Errors(), HasSubstr("\n127.0.0.1:1: "));
+    EXPECT_THAT(Errors(), HasSubstr("\nno IPv4 address\n"));
+}
+
+TEST_F(FaceLookup, AnAuthorityThatIsNotTrustedIsTold) {
+    server->UseCertificate(quor_simulator::Certificate::kSelfSigned);
+    ASSERT_NO_FATAL_FAILURE(Look("ana.torres", ServerAddress()));
+    ExpectNoServiceSoon();
+    EXPECT_THAT(Errors(), HasSubstr("certificate"));
+}
+
+TEST_F(FaceLookup, APasswordThatCannotBeUsedIsTold) {
+    ASSERT_NO_FATAL_FAILURE(SealPassword(Options().facePassword));
+    std::filesystem::permissions(directory.File("key"), std::filesystem::perms::others_read,
+                                 std::filesystem::perm_options::add);
+    ASSERT_NO_FATAL_FAILURE(Look("ana.torres"));
+    ExpectNoServiceSoon();
+    EXPECT_THAT(Errors(), HasSubstr("chmod 600"));
+    WriteWholeFile(directory.File("password"), "\n");
+    ASSERT_NO_FATAL_FAILURE(Look("ana.torres"));
+    EXPECT_EQ(program.Wait(), 1);
+    EXPECT_THAT(Errors(), HasSubstr("empty or too long"));
+}
+
 // ---- log_sink ----
 
 using LogSink = ExamplesTest;
@@ -387,6 +450,8 @@ TEST_F(LogSink, RecordsAndTracesComeWithLevelAndPlace) {
     EXPECT_EQ(program.Wait(), 0) << Errors();
     EXPECT_THAT(Output(), ::testing::ContainsRegex(" info    quor_ai_kel_basic\\.cpp:[0-9]+ "
                                                    "<KelBasicDisposeMsg> connect success\\."));
+    EXPECT_THAT(Output(),
+                ::testing::ContainsRegex(" trace   - QuorAi \\[CloudHttpInit:[0-9]+\\]:CloudHttpInit in\n"));
     EXPECT_THAT(Output(), EndsWith(" lines were logged; the link was there\n"));
 }
 
