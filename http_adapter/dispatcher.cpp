@@ -2,6 +2,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "http_adapter/http_log.h"
 #include "http_adapter/http_scope.h"
@@ -40,7 +41,7 @@ void AiHttpAdapter::HttpQueueThread(AiHttpAdapter* adapter, unsigned int generat
 void AiHttpAdapter::RunOnPool(TagAiCloudSrvResult& record) {
     std::unique_ptr<unsigned char, WipedBlockDeleter> copy(record.data, WipedBlockDeleter(record.len));
     try {
-        const auto task = std::make_shared<HttpThreadExecute>(
+        auto task = std::make_shared<HttpThreadExecute>(
             [this](TagQuorAiSubId id, void* data, unsigned int length) {
                 return AiHttpProcSyncRequest(id, data, length);
             },
@@ -48,7 +49,8 @@ void AiHttpAdapter::RunOnPool(TagAiCloudSrvResult& record) {
         static_cast<void>(copy.release());  // the task's from now on
         const QuorAiComm::MutexLock lock(m_threadPoolLock);
         if (m_threadPool != nullptr) {
-            m_threadPool->Execute(task);
+            // The worker's alone from now on, so that the copy is gone when the workers are.
+            m_threadPool->Execute(std::move(task));
         }
     } catch (const std::exception&) {
         return;  // no memory for the task
