@@ -149,6 +149,13 @@ protected:
         return bodies;
     }
 
+    static std::vector<std::string> Texts(const std::vector<Json>& pieces) {
+        std::vector<std::string> texts(pieces.size());
+        std::transform(pieces.begin(), pieces.end(), texts.begin(),
+                       [](const Json& piece) { return piece.dump(); });
+        return texts;
+    }
+
     // Asks under the fault and once more: the faulty pieces arrive as the server sent them, then the good
     // ones.
     void ExpectPieces(const AnswerFault& fault, const std::vector<Json>& faulty) {
@@ -158,12 +165,9 @@ protected:
         ASSERT_NO_FATAL_FAILURE(Ask(GetParam(), 1));
         ASSERT_TRUE(observer().WaitFor(AnswerId(), faulty.size()));
         ASSERT_NO_FATAL_FAILURE(Ask(GetParam(), 2));
-        std::vector<std::string> expected;
-        for (const Json& piece : faulty) {
-            expected.push_back(piece.dump());
-        }
-        for (const Json& piece : GoodPieces(2)) {
-            expected.push_back(piece.dump());
+        std::vector<std::string> expected = Texts(faulty);
+        for (std::string& piece : Texts(GoodPieces(2))) {
+            expected.push_back(std::move(piece));
         }
         ASSERT_TRUE(observer().WaitFor(AnswerId(), expected.size()));
         EXPECT_EQ(Bodies(), expected);
@@ -225,7 +229,7 @@ TEST_P(ModelFaultsTest, AnAnswerThatStopsBeforeItsEnd) {
     ASSERT_NO_FATAL_FAILURE(Ask(GetParam(), 2));
     ASSERT_TRUE(observer().WaitFor(AnswerId(), 2 * kPieces - 1));
     EXPECT_EQ(server().ReleaseAnswers(GetParam()), 1U);
-    ASSERT_TRUE(observer().WaitFor(AnswerId(), 2 * kPieces));
+    ASSERT_TRUE(observer().WaitFor(AnswerId(), std::size_t{2} * kPieces));
     std::vector<std::string> expected;
     for (const Json& piece : GoodPieces(1)) {
         expected.push_back(piece.dump());

@@ -226,14 +226,14 @@ TEST_F(FaceWipe, NothingStaysOfRequestsThatAreRefused) {
 }
 
 TEST_F(FaceWipe, NothingStaysOfRequestsThatAreAborted) {
-    const SilentSocket probed(SilentSocket::Kind::kTcp);
-    const SilentSocket identifying(SilentSocket::Kind::kTcp);
-    const SilentSocket asked(SilentSocket::Kind::kTcp);
+    SilentSocket probed(SilentSocket::Kind::kTcp);
+    SilentSocket identifying(SilentSocket::Kind::kTcp);
+    SilentSocket asked(SilentSocket::Kind::kTcp);
     FindService(probed.Port());
     Identify(identifying.Port());
     AskPhoto(asked.Port());
-    for (const SilentSocket* socket : {&probed, &identifying, &asked}) {
-        ASSERT_TRUE(socket->WaitForArrival());
+    for (SilentSocket* const socket : {&probed, &identifying, &asked}) {
+        ASSERT_TRUE(socket->WaitForArrivals());
     }
     quor_platform::AbortRequests();
     EXPECT_TRUE(m_terminal->WaitForLog("<FaceServerDetectRspNotify> pstHttpRsp is nullptr."));

@@ -1,9 +1,11 @@
 // The end of the HTTP side on a network that swallows everything: bounded by the time limits of what the
-// workers have, and at once with the abort switch; and the start after it.
+// workers have, and at once with the abort switch; and the start after it. Participant queries wait for each
+// other, so that one of them is with the transport at a time; photo queries do not.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -16,13 +18,17 @@
 namespace quor_test {
 namespace {
 
+using quor_simulator::Endpoint;
 using quor_simulator::RestFault;
 
 constexpr unsigned int kWorkers = 11;
 constexpr unsigned int kWaiting = 50;
 constexpr std::chrono::seconds kAtOnce{2};
 constexpr unsigned int kCancelled = 3;
+constexpr unsigned int kNotFound = 101;
+constexpr unsigned int kTimedOut = 103;
 constexpr char kQueryEnd[] = "<HttpThreadExecute>: execute subId:10 failed.";
+constexpr char kPhotosEnd[] = "<HttpThreadExecute>: execute subId:12 failed.";
 constexpr char kUnansweredName[] = "unanswered.quor.test";
 
 // Where the requests get stuck.
@@ -42,6 +48,7 @@ protected:
             for (const Kind kind : kAllKinds) {
                 ASSERT_TRUE(rest().SetFault(EndpointOf(kind), fault));
             }
+            ASSERT_TRUE(rest().SetFault(Endpoint::kFaceUserPhotos, fault));
             return;
         }
         if (hole == Hole::kLookUp) {
@@ -54,22 +61,33 @@ protected:
                                                                          : SilentSocket::Kind::kTcp);
         UsePort(m_silent->Port());
     }
-    void WaitUntilStuck() {
+    // So many requests are where they get stuck.
+    void WaitUntilStuck(std::size_t count = 1) {
         if (m_silent != nullptr) {
-            ASSERT_TRUE(m_silent->WaitForArrival());
+            ASSERT_TRUE(m_silent->WaitForArrivals(count));
         } else {
-            ASSERT_TRUE(rest().WaitForHeld(1, kPatience));
+            ASSERT_TRUE(rest().WaitForHeld(count, kPatience));
         }
     }
-    void SetShortLimits() {
-        constexpr std::chrono::milliseconds kShort{20};
+    static void SetLimits(std::chrono::milliseconds limit) {
         quor_platform::HttpSettings http;
-        http.connectTimeout = http.totalTimeout = kShort;
+        http.connectTimeout = http.totalTimeout = limit;
         quor_platform::SetHttpSettings(http);
         quor_platform::DnsSettings dns = quor_platform::GetDnsSettings();
-        dns.attemptTimeout = dns.totalTimeout = kShort;
+        dns.attemptTimeout = dns.totalTimeout = limit;
         quor_platform::SetDnsSettings(dns);
     }
+    // So many requests as may wait for a worker, and one more. That is dropped as soon as all before it are
+    // with the workers, and its copy of so many bytes with it.
+    static void FillQueue(const std::function<unsigned int()>& ask, std::size_t copyBytes) {
+        const std::size_t running = quor_platform::HeapLiveBytes();
+        for (unsigned int i = 0; i < kWaiting + 1; ++i) {
+            ASSERT_EQ(ask(), 0U);
+        }
+        ASSERT_TRUE(
+            Eventually([&] { return quor_platform::HeapLiveBytes() == running + kWaiting * copyBytes; }));
+    }
+    const std::string& Host() const { return m_host; }
 
     // All workers have a query and as many wait as may. One of the workers stands at the closed gate, the
     // others wait for it.
@@ -81,16 +99,9 @@ protected:
             ASSERT_EQ(adapter().CloudQueryConfList(&query), 0U);
         }
         ASSERT_TRUE(BegunQueries::WaitFor(kWorkers));
-        ASSERT_TRUE(TransportGate::WaitForSomebody());
-        const std::size_t running = quor_platform::HeapLiveBytes();
-        for (unsigned int i = 0; i < kWaiting; ++i) {
-            ASSERT_EQ(adapter().CloudQueryConfList(&query), 0U);
-        }
-        // One more is dropped as soon as all before it are with the workers, and its copy with it.
-        ASSERT_EQ(adapter().CloudQueryConfList(&query), 0U);
-        ASSERT_TRUE(
-            Eventually([&] { return quor_platform::HeapLiveBytes() == running + kWaiting * sizeof query; }));
-        ASSERT_GE(running, empty + kWorkers * sizeof query);
+        ASSERT_TRUE(TransportGate::WaitForWaiting(1));
+        ASSERT_GE(quor_platform::HeapLiveBytes(), empty + kWorkers * sizeof query);
+        FillQueue([&] { return adapter().CloudQueryConfList(&query); }, sizeof query);
     }
     std::size_t EndedQueries() { return terminal().LogCount(kQueryEnd); }
 
@@ -117,7 +128,7 @@ std::string HoleName(const ::testing::TestParamInfo<Hole>& test) {
 TEST_P(HttpStop, IsBoundedByTheTimeLimitsOfWhatTheWorkersHave) {
     const HostTimeLimits hostLimits;
     ASSERT_NO_FATAL_FAILURE(DigHole(GetParam()));
-    SetShortLimits();
+    SetLimits(std::chrono::milliseconds(20));
     const TransportGate gate;
     ASSERT_NO_FATAL_FAILURE(FillWorkers());
     auto stop = std::async(std::launch::async, [this] { return terminal().Stop(); });
@@ -150,6 +161,95 @@ TEST_P(HttpStop, TakesNoTimeWithTheAbortSwitch) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, HttpStop,
+                         ::testing::Values(Hole::kAnswer, Hole::kConnect, Hole::kHandshake, Hole::kLookUp),
+                         HoleName);
+
+// ---- All workers with the transport ----
+
+class HttpStopOfPhotos : public HttpStop {
+protected:
+    void SetUp() override {
+        HttpStop::SetUp();
+        const std::string keyFile = terminal().folder().File("key");
+        ASSERT_TRUE(quor_platform::CreateKeyFile(keyFile));
+        quor_platform::SetKeyFile(keyFile);
+        ASSERT_NO_FATAL_FAILURE(DigHole(GetParam()));
+    }
+    void TearDown() override {
+        HttpStop::TearDown();
+        quor_platform::SetKeyFile({});
+    }
+
+    TagQuorAiFacePhotoParam PhotoQuery() {
+        TagQuorAiFacePhotoParam query = {};
+        query.idCount = 1;
+        SetText(query.ids[0], "ana.torres");
+        SetText(query.serverAddr, "https://" + Host());
+        query.serverPort = Port();
+        SetText(query.account, "face-service");
+        SetText(query.password, quor_platform::SealSecret("QuorUIConf", "quor-face-demo"));
+        return query;
+    }
+    // All workers stand at the closed gate, each with a query, and as many wait as may.
+    void FillWorkersWithPhotos() {
+        TagQuorAiFacePhotoParam query = PhotoQuery();
+        const auto ask = [&] { return adapter().CloudQueryFacePhoto(&query); };
+        for (unsigned int i = 0; i < kWorkers; ++i) {
+            ASSERT_EQ(ask(), 0U);
+        }
+        ASSERT_TRUE(TransportGate::WaitForWaiting(kWorkers));
+        FillQueue(ask, sizeof query);
+    }
+    // Each worker's query has come to where it gets stuck.
+    void WaitUntilAllAreStuck() {
+        if (GetParam() == Hole::kAnswer) {
+            ASSERT_TRUE(rest().WaitForRequests(Endpoint::kFaceUserPhotos, kWorkers, kPatience));
+        } else {
+            ASSERT_NO_FATAL_FAILURE(WaitUntilStuck(kWorkers));
+        }
+    }
+    // Every query ended, and all for this reason.
+    void ExpectAllEnded(unsigned int code) {
+        EXPECT_EQ(terminal().LogCount(kPhotosEnd), kWorkers + kWaiting);
+        EXPECT_EQ(terminal().LogCount("<DoQueryFacePhoto>HttpSynSend failed ret:" + std::to_string(code) +
+                                      ", requestId:0"),
+                  kWorkers + kWaiting);
+        ExpectSilence();
+    }
+};
+
+// The workers run into the limit together, six times one after the other.
+TEST_P(HttpStopOfPhotos, IsBoundedByTheTimeLimitsOfWhatTheWorkersHave) {
+    constexpr std::chrono::milliseconds kLimit{300};
+    const HostTimeLimits hostLimits;
+    SetLimits(kLimit);
+    {
+        const TransportGate gate;
+        ASSERT_NO_FATAL_FAILURE(FillWorkersWithPhotos());
+    }
+    ASSERT_NO_FATAL_FAILURE(WaitUntilAllAreStuck());
+    auto stop = std::async(std::launch::async, [this] { return terminal().Stop(); });
+    EXPECT_EQ(stop.wait_for((kWorkers + kWaiting) * kLimit), std::future_status::ready)
+        << "longer than one after the other";
+    quor_platform::AbortRequests();
+    EXPECT_EQ(stop.get(), 0);
+    ExpectAllEnded(GetParam() == Hole::kLookUp ? kNotFound : kTimedOut);
+}
+
+TEST_P(HttpStopOfPhotos, TakesNoTimeWithTheAbortSwitch) {
+    {
+        const TransportGate gate;
+        ASSERT_NO_FATAL_FAILURE(FillWorkersWithPhotos());
+    }
+    ASSERT_NO_FATAL_FAILURE(WaitUntilAllAreStuck());
+    const auto begin = std::chrono::steady_clock::now();
+    quor_platform::AbortRequests();
+    EXPECT_EQ(terminal().Stop(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kAtOnce);
+    ExpectAllEnded(kCancelled);
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, HttpStopOfPhotos,
                          ::testing::Values(Hole::kAnswer, Hole::kConnect, Hole::kHandshake, Hole::kLookUp),
                          HoleName);
 

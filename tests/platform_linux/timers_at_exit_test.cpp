@@ -52,6 +52,11 @@ void RunTimer(Owner& owner, unsigned int line) {
     owner.AwaitTick();
 }
 
+// With everything that was registered for the end.
+[[noreturn]] void Exit() {
+    std::exit(0);  // NOLINT(concurrency-mt-unsafe): that timers run meanwhile is what is tested
+}
+
 class TimersAtExit : public testing::Test {
 protected:
     TimersAtExit() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
@@ -62,7 +67,7 @@ TEST_F(TimersAtExit, EndBeforeWhatTheyUse) {
         {
             static Owner owner;
             RunTimer(owner, __LINE__);
-            std::exit(0);
+            Exit();
         },
         testing::ExitedWithCode(0), "");
 }
@@ -74,7 +79,7 @@ TEST_F(TimersAtExit, EndBeforeWhatWasMadeAfterOtherTimers) {
             RunTimer(first, __LINE__);
             static Owner second;
             RunTimer(second, __LINE__);
-            std::exit(0);
+            Exit();
         },
         testing::ExitedWithCode(0), "");
 }

@@ -235,8 +235,9 @@ TEST_F(FaceProgramTest, ARequestThatIsLateOrStopped) {
         EXPECT_EQ(Documents()[0]["stage"], "timeout");
     }
     Tell(simulator, "http-fault faceVersion hold");
+    const std::size_t before = CountRequests(simulator, "/version");
     StartTerminal(Face(simulator, {"detect"}, {"--json"}));
-    WaitForRequests(simulator, "/version", 5);  // one for each of the four runs before
+    WaitForRequests(simulator, "/version", before + 1);
     terminal.Signal(SIGINT);
     EXPECT_EQ(terminal.Wait(), kExitStopped) << Errors();
     ASSERT_EQ(Documents().size(), 1U) << Output();

@@ -10,7 +10,31 @@
 namespace quor_terminal {
 namespace {
 
-using HttpFailureProgramTest = HttpProgramTest;
+class HttpFailureProgramTest : public HttpProgramTest {
+protected:
+    // To a server with a name that no DNS server says anything about.
+    Words Unanswered(const SimulatorRun& simulator, const Kind& kind, const SilentDnsPort& dns,
+                     const Words& more) const {
+        Words options = {"--server", "silent.test:443", "--dns-server", dns.Server()};
+        options.insert(options.end(), more.begin(), more.end());
+        return Request(simulator, kind.words, options, kind.conference);
+    }
+    // Ctrl-C while the name is looked up. The library's own limit for that is three seconds at least.
+    bool IsStoppedAtOnce(const SimulatorRun& simulator, const Kind& kind) {
+        SilentDnsPort dns;
+        StartTerminal(Unanswered(simulator, kind, dns, {"--json"}));
+        EXPECT_TRUE(dns.AskedFrom(1));
+        const auto start = std::chrono::steady_clock::now();
+        terminal.Signal(SIGINT);
+        const int status = terminal.Wait();
+        return status == kExitStopped && std::chrono::steady_clock::now() - start < std::chrono::seconds(1);
+    }
+    // A name or an IPv4 address is all that these requests take.
+    static bool TakesIpv6(const Kind& kind) {
+        const std::string name = kind.name;
+        return name != "signin list" && name != "signin history" && name != "avmatch";
+    }
+};
 
 TEST_F(HttpFailureProgramTest, ATokenThatTheServerRefuses) {
     SimulatorRun simulator;
@@ -164,6 +188,70 @@ TEST_F(HttpFailureProgramTest, CtrlCEndsAtOnce) {
         EXPECT_TRUE(Contains(Errors(), "stopped before the answer was complete")) << Errors();
         ASSERT_EQ(Documents().size(), 1U);
         EXPECT_EQ(Documents()[0]["stage"], "stopped");
+    }
+}
+
+// Once is enough: a machine that stalls must not fail it.
+TEST_F(HttpFailureProgramTest, CtrlCEndsANameLookUpAtOnce) {
+    SimulatorRun simulator;
+    ASSERT_NO_FATAL_FAILURE(StartServer(simulator));
+    for (const Kind& kind : Kinds()) {
+        SCOPED_TRACE(kind.name);
+        EXPECT_TRUE(IsStoppedAtOnce(simulator, kind) || IsStoppedAtOnce(simulator, kind) ||
+                    IsStoppedAtOnce(simulator, kind))
+            << Errors();
+        EXPECT_TRUE(Contains(Errors(), "stopped before the answer was complete")) << Errors();
+        ASSERT_EQ(Documents().size(), 1U) << Output();
+        EXPECT_EQ(Documents()[0]["stage"], "stopped");
+        EXPECT_EQ(Documents()[0]["exitCode"], kExitStopped);
+    }
+}
+
+// The library would go on for eight seconds with each of two questions.
+TEST_F(HttpFailureProgramTest, ANameLookUpEndsWithTheTimeOut) {
+    SimulatorRun simulator;
+    ASSERT_NO_FATAL_FAILURE(StartServer(simulator));
+    const SilentDnsPort dns;
+    for (const Kind& kind : Kinds()) {
+        SCOPED_TRACE(kind.name);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(Run(Unanswered(simulator, kind, dns, {"--timeout", "1", "--json"})), kExitNoAnswer)
+            << Errors();
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(6));
+        EXPECT_TRUE(Contains(Errors(), "--timeout")) << Errors();
+        ASSERT_EQ(Documents().size(), 1U) << Output();
+        EXPECT_EQ(Documents()[0]["stage"], "timeout");
+        EXPECT_EQ(Documents()[0]["exitCode"], kExitNoAnswer);
+    }
+}
+
+TEST_F(HttpFailureProgramTest, TrustedCertificatesThatAreNotThere) {
+    SimulatorRun simulator;
+    ASSERT_NO_FATAL_FAILURE(StartServer(simulator));
+    WriteWholeFile(directory.File("empty.pem"), "");
+    for (const Kind& kind : Kinds()) {
+        ExpectFailure(simulator, kind, {"--ca-file", directory.File("missing.pem")}, kExitFailure, "settings",
+                      "missing.pem cannot be found");
+        ExpectFailure(simulator, kind, {"--ca-file", directory.File("empty.pem")}, kExitFailure, "settings",
+                      "empty.pem holds no usable certificate");
+    }
+    EXPECT_FALSE(Contains(Tell(simulator, "requests"), "conf-test"));
+}
+
+TEST_F(HttpFailureProgramTest, AServerWithAnIpv6Address) {
+    SimulatorRun simulator;
+    ASSERT_NO_FATAL_FAILURE(StartServer(simulator, {"--also-address", "::1"}));
+    const Words server = {"--server", "[::1]:" + std::to_string(simulator.port)};
+    for (const Kind& kind : Kinds()) {
+        SCOPED_TRACE(kind.name);
+        const int status = Run(Request(simulator, kind.words, server, kind.conference));
+        if (TakesIpv6(kind)) {
+            EXPECT_EQ(status, kExitOk) << Errors();
+            EXPECT_NE(Output(), "");
+        } else {
+            EXPECT_EQ(status, kExitUsage);
+            EXPECT_TRUE(Contains(Errors(), "not IPv6")) << Errors();
+        }
     }
 }
 

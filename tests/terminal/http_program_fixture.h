@@ -67,17 +67,19 @@ protected:
         return answer;
     }
 
-    // Waits until so many requests with that part in their target have arrived, held ones too.
+    // How many requests with that part in their target have arrived, held ones too.
+    std::size_t CountRequests(const SimulatorRun& simulator, const std::string& part) {
+        const std::string requests = Tell(simulator, "requests");
+        std::size_t found = 0;
+        for (std::size_t at = requests.find(part); at != std::string::npos;
+             at = requests.find(part, at + 1)) {
+            ++found;
+        }
+        return found;
+    }
+    // Waits until there are so many.
     void WaitForRequests(const SimulatorRun& simulator, const std::string& part, std::size_t count) {
-        EXPECT_TRUE(WaitUntil([&] {
-            const std::string requests = Tell(simulator, "requests");
-            std::size_t found = 0;
-            for (std::size_t at = requests.find(part); at != std::string::npos;
-                 at = requests.find(part, at + 1)) {
-                ++found;
-            }
-            return found >= count;
-        })) << part;
+        EXPECT_TRUE(WaitUntil([&] { return CountRequests(simulator, part) >= count; })) << part;
     }
 
     Words Request(const SimulatorRun& simulator, const Words& words, const Words& more = {},

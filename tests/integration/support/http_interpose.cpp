@@ -78,12 +78,12 @@ TransportGate::TransportGate() {
     gate.closed = true;
 }
 
-bool TransportGate::WaitForSomebody() {
+bool TransportGate::WaitForWaiting(unsigned int count) {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     quor_platform::internal::MutexLock lock(gate.mutex);
-    while (gate.waiting == 0) {
+    while (gate.waiting < count) {
         if (!gate.changed.WaitUntil(lock, deadline)) {
-            return gate.waiting > 0;
+            return gate.waiting >= count;
         }
     }
     return true;

@@ -28,8 +28,8 @@ public:
     TransportGate(const TransportGate&) = delete;
     TransportGate& operator=(const TransportGate&) = delete;
 
-    // Somebody waits; false: not in kPatience.
-    static bool WaitForSomebody();
+    // So many wait; false: not in kPatience.
+    static bool WaitForWaiting(unsigned int count);
     static void Open();
 };
 

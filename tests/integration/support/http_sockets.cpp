@@ -31,12 +31,13 @@ int Open(SilentSocket::Kind kind) {
     return socket(AF_INET, (kind == SilentSocket::Kind::kUdp ? SOCK_DGRAM : SOCK_STREAM) | SOCK_CLOEXEC, 0);
 }
 
-// Whether a socket of this host waits for an answer to its attempt to connect to this port.
-bool IsSomebodyConnecting(std::uint16_t port) {
+// The sockets of this host that wait for an answer to their attempt to connect to this port.
+std::size_t CountConnecting(std::uint16_t port) {
     constexpr char kSynSent[] = "02";
     char remote[16];
     std::snprintf(remote, sizeof remote, "0100007F:%04X", port);
     std::ifstream table("/proc/net/tcp");
+    std::size_t count = 0;
     for (std::string line; std::getline(table, line);) {
         std::istringstream words(line);
         std::string number;
@@ -44,11 +45,9 @@ bool IsSomebodyConnecting(std::uint16_t port) {
         std::string peer;
         std::string state;
         words >> number >> local >> peer >> state;
-        if (peer == remote && state == kSynSent) {
-            return true;
-        }
+        count += peer == remote && state == kSynSent ? 1U : 0U;
     }
-    return false;
+    return count;
 }
 
 }  // namespace
@@ -62,8 +61,8 @@ SilentSocket::SilentSocket(Kind kind) : m_kind(kind), m_descriptor(Open(kind)) {
         open = open && listen(m_descriptor, kind == Kind::kFullTcp ? 0 : kBacklog) == 0;
     }
     if (kind == Kind::kFullTcp) {
-        m_onlyConnection = Open(kind);
-        open = open && connect(m_onlyConnection, plain, length) == 0;
+        m_connections.push_back(Open(kind));
+        open = open && connect(m_connections.front(), plain, length) == 0;
     }
     if (!open) {
         Close();
@@ -77,19 +76,37 @@ SilentSocket::~SilentSocket() {
 }
 
 void SilentSocket::Close() const {
-    for (const int descriptor : {m_onlyConnection, m_descriptor}) {
-        if (descriptor >= 0) {
-            close(descriptor);
-        }
+    for (const int connection : m_connections) {
+        close(connection);
     }
+    close(m_descriptor);
 }
 
-bool SilentSocket::WaitForArrival() const {
+bool SilentSocket::WaitForArrivals(std::size_t count) {
+    return Eventually([this, count] { return CountArrivals() >= count; });
+}
+
+std::size_t SilentSocket::CountArrivals() {
     if (m_kind == Kind::kFullTcp) {
-        return Eventually([this] { return IsSomebodyConnecting(m_port); });
+        return CountConnecting(m_port);
     }
     pollfd wait = {m_descriptor, POLLIN, 0};
-    return poll(&wait, 1, static_cast<int>(kPatience.count())) == 1;
+    while (poll(&wait, 1, 0) == 1) {
+        TakeArrival();
+    }
+    return m_kind == Kind::kTcp ? m_connections.size() : m_senders.size();
+}
+
+void SilentSocket::TakeArrival() {
+    if (m_kind == Kind::kTcp) {
+        m_connections.push_back(accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC));
+        return;
+    }
+    char datagram[512];
+    sockaddr_in sender = {};
+    socklen_t length = sizeof sender;
+    recvfrom(m_descriptor, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr*>(&sender), &length);
+    m_senders.insert(ntohs(sender.sin_port));
 }
 
 }  // namespace quor_test

@@ -2,8 +2,11 @@
 #ifndef QUOR_TESTS_INTEGRATION_HTTP_SOCKETS_H
 #define QUOR_TESTS_INTEGRATION_HTTP_SOCKETS_H
 
+#include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace quor_test {
 
@@ -25,15 +28,19 @@ public:
 
     std::uint16_t Port() const { return m_port; }
     std::string Address() const { return "127.0.0.1:" + std::to_string(m_port); }
-    // A connection, an attempt at one or a datagram has arrived; false: not in kPatience.
-    bool WaitForArrival() const;
+    // So many have arrived: connections, attempts at one that go on at the same moment, or sockets that sent
+    // a datagram. False: not in kPatience.
+    bool WaitForArrivals(std::size_t count = 1);
 
 private:
+    std::size_t CountArrivals();
+    void TakeArrival();
     void Close() const;
 
     const Kind m_kind;
     int m_descriptor;
-    int m_onlyConnection = -1;  // takes all the room
+    std::vector<int> m_connections;  // of a full one the first, which takes all the room
+    std::set<std::uint16_t> m_senders;
     std::uint16_t m_port = 0;
 };
 

@@ -89,6 +89,7 @@ protected:
     TagQuorAiQuerySignAccount AccountQuery(const std::string& host = kIpv4Host) const;
     TagQuorAiAVMatchtData Match(const std::string& host = kIpv4Host) const;
     void UsePort(std::uint16_t port) { m_port = port; }
+    std::uint16_t Port() const { return m_port != 0 ? m_port : m_server->port(); }
 
     Asked Ask(Kind kind, const std::string& host = kIpv4Host);
     // Ask, and exactly the result that all is well has.
@@ -104,7 +105,6 @@ protected:
     std::size_t Connections();
 
 private:
-    std::uint16_t Port() const { return m_port != 0 ? m_port : m_server->port(); }
     Asked AskParticipants(const std::string& host);
     Asked AskSignIns(Kind kind, const std::string& host);
     Asked AskReport(Kind kind, const std::string& host);

@@ -183,11 +183,6 @@ int HttpPeer::Accepted() const {
     return m_accepted;
 }
 
-int HttpPeer::Handshakes() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_handshakes;
-}
-
 HttpPeer::Script HttpPeer::Serve(Answers answers) {
     return [answers = std::move(answers)](HttpConnection& connection) {
         PeerRequest request;
@@ -226,10 +221,7 @@ void HttpPeer::Talk(int socket) {
     {
         HttpConnection connection(socket, m_tls.get());
         if (connection.Handshake()) {
-            {
-                const std::lock_guard<std::mutex> lock(m_mutex);
-                ++m_handshakes;
-            }
+            m_handshakes.Add();
             m_script(connection);
         }
     }

@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/platform_linux/support/gate.h"
+
 namespace quor_test {
 
 struct PeerRequest {
@@ -65,8 +67,10 @@ public:
 
     unsigned int Port() const { return m_port; }
     std::string Url(const std::string& path = "/") const;
-    int Accepted() const;    // connections on TCP
-    int Handshakes() const;  // of these, with TLS
+    int Accepted() const;                                    // connections on TCP
+    int Handshakes() const { return m_handshakes.Value(); }  // of these, with TLS
+    // Waits until there were so many handshakes.
+    bool ShookHands(int count) const { return m_handshakes.Reached(count); }
 
     // A script: every request is answered by the function.
     using Answers = std::function<void(HttpConnection&, const PeerRequest&)>;
@@ -85,7 +89,7 @@ private:
     mutable std::mutex m_mutex;
     bool m_stopping = false;
     int m_accepted = 0;
-    int m_handshakes = 0;
+    Counter m_handshakes;
     std::vector<int> m_sockets;
     std::vector<std::thread> m_talks;
     std::thread m_thread;

@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -14,6 +15,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdlib>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,9 +41,30 @@ public:
     SilentDnsPort& operator=(const SilentDnsPort&) = delete;
     std::string Server() const { return "127.0.0.1:" + std::to_string(m_port); }
 
+    // Waits until so many sockets have asked; every look-up has one of its own. False: not within a minute.
+    bool AskedFrom(std::size_t sockets) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (m_askers.size() < sockets && std::chrono::steady_clock::now() < end) {
+            TakeOne();
+        }
+        return m_askers.size() >= sockets;
+    }
+
 private:
+    void TakeOne() {
+        pollfd wait{m_socket, POLLIN, 0};
+        sockaddr_in asker{};
+        socklen_t size = sizeof asker;
+        char question[512];
+        if (poll(&wait, 1, 1000) == 1 && recvfrom(m_socket, question, sizeof question, MSG_DONTWAIT,
+                                                  reinterpret_cast<sockaddr*>(&asker), &size) >= 0) {
+            m_askers.insert(ntohs(asker.sin_port));
+        }
+    }
+
     int m_socket;
     unsigned int m_port = 0;
+    std::set<unsigned int> m_askers;
 };
 
 class DnsServer {
@@ -63,11 +86,13 @@ public:
     // As quor_platform::DnsSettings wants it.
     const std::string& Server() const { return m_server; }
 
-    // Makes the platform ask this server. False: it is not installed or did not start.
+    // Makes the platform ask this server, once for each question however long the answer takes: tests count
+    // questions. False: it is not installed or did not start.
     bool Use() const {
         quor_platform::DnsSettings settings;
         settings.servers = {m_server};
-        settings.attemptTimeout = std::chrono::milliseconds(500);
+        settings.attempts = 1;
+        settings.attemptTimeout = settings.totalTimeout = std::chrono::minutes(1);
         quor_platform::SetDnsSettings(settings);
         return m_running;
     }

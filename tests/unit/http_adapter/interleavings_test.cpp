@@ -369,9 +369,8 @@ TEST_P(InterleavingsTest, EveryRequestOfEveryRoundIsAccountedFor) {
     Run();
     EXPECT_EQ(Adapter::ObserverCount(), 0U);
     EXPECT_GT(ends, 0U);
-    EXPECT_GT(requestsLost, 0U);
     RecordProperty("ends", static_cast<int>(ends));
-    RecordProperty("lost", static_cast<int>(requestsLost));
+    RecordProperty("lost", static_cast<int>(requestsLost));  // of which there may be none: as threads meet
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, InterleavingsTest, ::testing::ValuesIn(kSeeds));

@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/adapter_test.h"
@@ -20,10 +21,21 @@ using QuorAiEngine::HttpThreadExecute;
 constexpr const char* kSecretToken = "Lt4=magpie#Rd1~Hs6%Gc0+Wf9&Ye5";
 constexpr unsigned kTraceEverything = 255;
 
-struct Operation {
-    const char* name;
+struct Expected {
     // What is lost when an asynchronous request fails before the transport was asked; 0: nothing ever.
     unsigned lossBytes;
+    // So many faults hit it, at least. Fewer: it does not get as far as it did.
+    unsigned leastFaults;
+    std::vector<unsigned> told;  // ids of the notifications when nothing fails
+};
+
+Expected Expect(unsigned lossBytes, unsigned leastFaults, std::vector<unsigned> told = {}) {
+    return {lossBytes, leastFaults, std::move(told)};
+}
+
+struct Operation {
+    const char* name;
+    Expected expected;
     std::function<void()> prepare;
     std::function<void()> run;
 };
@@ -177,46 +189,46 @@ std::function<void()> AnswerIntoBuffersWith(const std::string& body, unsigned st
 }
 
 std::vector<Operation> LifecycleOperations() {
-    return {{"GetInstance", 0, [] {},
+    return {{"GetInstance", Expect(0, 14), [] {},
              [] {
                  AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
                  Adapter::Destroy(AiHttpAdapter::GetInstance());
                  Adapter::ExchangeInstance(instance);
              }},
-            {"Init", 0, [] {}, [] { Http().CloudHttpInit(); }},
-            {"InitAndUninit", 0, [] {},
+            {"Init", Expect(0, 30), [] {}, [] { Http().CloudHttpInit(); }},
+            {"InitAndUninit", Expect(0, 40), [] {},
              [] {
                  Http().CloudHttpInit();
                  Http().CloudHttpUninit();
              }},
-            {"NestedInit", 0, [] { Http().CloudHttpInit(); },
+            {"NestedInit", Expect(0, 2), [] { Http().CloudHttpInit(); },
              [] {
                  Http().CloudHttpInit();
                  Http().CloudHttpUninit();
              }},
-            {"Uninit", 0, [] { Http().CloudHttpInit(); }, [] { Http().CloudHttpUninit(); }},
-            {"UninitOfNothing", 0, [] {}, [] { Http().CloudHttpUninit(); }},
-            {"UninitWithAnAnswerOutstanding", 464,
+            {"Uninit", Expect(0, 15), [] { Http().CloudHttpInit(); }, [] { Http().CloudHttpUninit(); }},
+            {"UninitOfNothing", Expect(0, 2), [] {}, [] { Http().CloudHttpUninit(); }},
+            {"UninitWithAnAnswerOutstanding", Expect(464, 15),
              [] {
                  Http().CloudHttpInit();
                  Network().holdAnswers = true;
                  QuerySignIn();
              },
              [] { Http().CloudHttpUninit(); }},
-            {"AttachAndDetach", 0, [] {},
+            {"AttachAndDetach", Expect(0, 18), [] {},
              [] {
                  const auto another = std::make_shared<RecordingObserver>();
                  Http().Attach(another);
                  Http().Detach(another.get());
                  Http().Detach(another.get());
              }},
-            {"Notify", 0, [] {},
+            {"Notify", Expect(0, 6, {AI_SUB_ID_FACE_PHOTO}), [] {},
              [] {
                  unsigned char data[4] = {};
                  Http().Notify(AI_SUB_ID_FACE_PHOTO, data, sizeof(data));
                  Http().Notify(AI_SUB_ID_FACE_PHOTO, nullptr, 0);
              }},
-            {"RseAddress", 0, [] {},
+            {"RseAddress", Expect(0, 0), [] {},
              [] {
                  QuorAiRseAddressData data = {};
                  Http().CloudQueryRSEAddress(data);
@@ -229,26 +241,34 @@ const char* const kSignInBody =
 const char* const kAccountBody = R"({"checkInInfos":[{"account":"a","checkInTime":"t"}]})";
 
 std::vector<Operation> ConferenceOperations() {
-    return {{"Participants", 0, AnswerIntoBuffersWith(SitesBody(2)), QueryParticipants},
-            {"ParticipantsRefused", 0, AnswerIntoBuffersWith("{}", 500), QueryParticipants},
-            {"SignInQuery", 464, AnswerWith(kSignInBody), QuerySignIn},
-            {"SignInQueryRefused", 464, AnswerWith("{}", 500), QuerySignIn},
-            {"SignInReport", 5872, AnswerWith("{}"), [] { ReportSignIn(0); }},
-            {"SignInReportWithItsOwnToken", 5872, AnswerWith("{}"), [] { ReportSignIn(1); }},
-            {"SignInReportRefused", 5872, AnswerWith("{}", 403), [] { ReportSignIn(1); }},
-            {"Account", 16580, AnswerWith(kAccountBody), QueryAccount},
-            {"AccountRefused", 16580, AnswerWith("{}", 401), QueryAccount},
-            {"Match", 1016, AnswerWith("{}"), ReportMatch},
-            {"MatchRefused", 1016, AnswerWith("{}", 401), ReportMatch}};
+    return {
+        {"Participants", Expect(0, 110, {AI_SUB_ID_QUERY_CONF_LIST}), AnswerIntoBuffersWith(SitesBody(2)),
+         QueryParticipants},
+        {"ParticipantsRefused", Expect(0, 60), AnswerIntoBuffersWith("{}", 500), QueryParticipants},
+        {"SignInQuery", Expect(464, 100, {AI_SUB_ID_QUERY_SIGN_IN}), AnswerWith(kSignInBody), QuerySignIn},
+        {"SignInQueryRefused", Expect(464, 30), AnswerWith("{}", 500), QuerySignIn},
+        {"SignInReport", Expect(5872, 125, {AI_SUB_ID_REPORT_SIGN_IN}), AnswerWith("{}"),
+         [] { ReportSignIn(0); }},
+        {"SignInReportWithItsOwnToken", Expect(5872, 120, {AI_SUB_ID_REPORT_SIGN_IN}), AnswerWith("{}"),
+         [] { ReportSignIn(1); }},
+        {"SignInReportRefused", Expect(5872, 120, {AI_SUB_ID_REPORT_SIGN_IN}), AnswerWith("{}", 403),
+         [] { ReportSignIn(1); }},
+        {"Account", Expect(16580, 100, {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN}), AnswerWith(kAccountBody),
+         QueryAccount},
+        {"AccountRefused", Expect(16580, 75, {AI_SUB_ID_QUERY_ACCOUNT_SIGN_IN}), AnswerWith("{}", 401),
+         QueryAccount},
+        {"Match", Expect(1016, 120, {AI_SUB_ID_REPORT_AV_MATCH}), AnswerWith("{}"), ReportMatch},
+        {"MatchRefused", Expect(1016, 120, {AI_SUB_ID_REPORT_AV_MATCH}), AnswerWith("{}", 401), ReportMatch}};
 }
 
 std::vector<Operation> FaceOperations() {
     return {
-        {"Recognition", 0,
+        {"Recognition", Expect(0, 130, {AI_SUB_ID_FACE_RECOGNIZE}),
          AnswerWith(R"({"status":"success","results":[{"userid":"u","photoid":"p","score":90,"name":"n"}]})"),
          Recognise},
-        {"RecognitionRefused", 0, AnswerWith(R"({"status":"fail","message":"m","code":"c"})"), Recognise},
-        {"Photos", 0,
+        {"RecognitionRefused", Expect(0, 110, {AI_SUB_ID_FACE_RECOGNIZE}),
+         AnswerWith(R"({"status":"fail","message":"m","code":"c"})"), Recognise},
+        {"Photos", Expect(0, 130, {AI_SUB_ID_FACE_PHOTO}),
          AnswerIntoBuffersWith(R"({"results":[{"status":"success","userid":"a","data":"QUJD"},)"
                                R"({"status":"fail","userid":"b","message":"m","code":"c"}]})"),
          QueryPhotos}};
@@ -296,7 +316,7 @@ protected:
         const std::vector<BlockRecord> lost = Fake().LiveBlocks();
         EXPECT_LE(lost.size(), 1U) << where;
         for (const BlockRecord& block : lost) {
-            EXPECT_EQ(block.sizeBytes, GetParam().lossBytes) << where;
+            EXPECT_EQ(block.sizeBytes, GetParam().expected.lossBytes) << where;
             EXPECT_THAT(Network().requests, IsEmpty()) << where;
             OSMemTypeFreeMon(block.address, 1, "test");
         }
@@ -305,9 +325,21 @@ protected:
     SecretSearch m_search{{kSecretToken, kSecretPassword, kSecretCode}};
 };
 
+TEST_P(HttpTortureTest, NothingFails) {
+    Prepare();
+    GetParam().run();
+    std::vector<unsigned> told;
+    for (const auto& result : observer->results) {
+        told.push_back(result.id);
+    }
+    EXPECT_EQ(told, GetParam().expected.told);
+    ExpectClean("without a fault");
+}
+
 TEST_P(HttpTortureTest, EveryCallFailsInTurn) {
-    ForEveryFault([this] { Prepare(); }, [] { GetParam().run(); },
-                  [this](const std::string& where) { ExpectClean(where); });
+    const unsigned faults = ForEveryFault([this] { Prepare(); }, [] { GetParam().run(); },
+                                          [this](const std::string& where) { ExpectClean(where); });
+    EXPECT_GE(faults, GetParam().expected.leastFaults);
 }
 
 TEST_P(HttpTortureTest, EveryAllocationFailsInTurn) {
@@ -333,11 +365,13 @@ TEST_P(HttpTortureTest, EveryAllocationFailsInTurn) {
 using HttpSecretTest = HttpTortureTest;
 
 TEST_P(HttpSecretTest, NothingOfATokenStaysWhateverFails) {
-    ForEveryFault([this] { Prepare(); }, [this] { m_search.Run(GetParam().run); },
-                  [this](const std::string& where) {
-                      m_search.ExpectNothingLeft(where);
-                      ExpectClean(where);
-                  });
+    const auto check = [this](const std::string& where) {
+        m_search.ExpectNothingLeft(where);
+        ExpectClean(where);
+    };
+    const unsigned faults =
+        ForEveryFault([this] { Prepare(); }, [this] { m_search.Run(GetParam().run); }, check);
+    EXPECT_GE(faults, GetParam().expected.leastFaults);
 }
 
 // The searches above prove something only if they find what is there.
