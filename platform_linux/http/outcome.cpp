@@ -27,14 +27,14 @@ struct Progress {
 
 Progress ProgressOf(CURL* easy, bool tlsBegun) {
     Progress progress;
-    curl_off_t tlsTime = 0;
+    curl_off_t readyTime = 0;  // when the request could be sent; also known of a kept connection
     curl_off_t bodyBytes = 0;
     long headerBytes = 0;
-    curl_easy_getinfo(easy, CURLINFO_APPCONNECT_TIME_T, &tlsTime);
+    curl_easy_getinfo(easy, CURLINFO_PRETRANSFER_TIME_T, &readyTime);
     curl_easy_getinfo(easy, CURLINFO_SIZE_DOWNLOAD_T, &bodyBytes);
     curl_easy_getinfo(easy, CURLINFO_HEADER_SIZE, &headerBytes);
     progress.answered = bodyBytes > 0 || headerBytes > 0;
-    progress.secured = tlsTime > 0 || progress.answered;
+    progress.secured = readyTime > 0 || progress.answered;
     progress.connected = tlsBegun || progress.secured;
     return progress;
 }

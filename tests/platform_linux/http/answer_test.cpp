@@ -125,6 +125,19 @@ TEST_F(HttpAnswers, APeerThatNeverAnswersTimesOut) {
     ExpectFailure(peer.Url(), HTTP_ERRORCODE_TIMEOUT, Stage::kAnswer);
 }
 
+TEST_F(HttpAnswers, APeerThatNeverAnswersOnAKeptConnectionTimesOut) {
+    const HttpPeer peer(ServerTls(), [](HttpConnection& connection) {
+        PeerRequest request;
+        if (connection.Read(&request) && connection.Answer(200, "first")) {
+            connection.WaitForEnd();
+        }
+    });
+    ASSERT_EQ(SendGet(peer.Url()).body, "first");
+    LimitTo(60000, 100);
+    ExpectFailure(peer.Url(), HTTP_ERRORCODE_TIMEOUT, Stage::kAnswer);
+    EXPECT_EQ(peer.Accepted(), 1);
+}
+
 // On a connection that is there already: the limit need not have room for the making of one.
 TEST_F(HttpAnswers, APeerThatTricklesTimesOut) {
     Gate over;

@@ -13,6 +13,7 @@
 #include "tests/platform_linux/support/dns_server.h"
 #include "tests/platform_linux/support/gate.h"
 #include "tests/platform_linux/support/threads.h"
+#include "tests/support/closed_port.h"
 
 namespace quor_test {
 namespace {
@@ -104,20 +105,16 @@ TEST_F(HttpAsync, AnEmptyAnswerHasANullBody) {
 }
 
 TEST_F(HttpAsync, FailuresOnTheWayComeThroughTheCallback) {
-    LimitTo(60000, 200);
-    unsigned int closedPort = 0;
-    {
-        const SilentPort closedSoon;
-        closedPort = closedSoon.Port();
-    }
+    const QuorTest::ClosedPort closed;
     const HttpPeer silent(ServerTls(), Silent());
     const HttpPeer foreign(TestAuthority("Stranger").ServerContext({}), HttpPeer::Always(200, "x"));
     const std::vector<std::pair<std::string, int>> cases = {
-        {"https://127.0.0.1:" + std::to_string(closedPort) + "/", HTTP_ERRORCODE_CONNECT},
+        {closed.Url(), HTTP_ERRORCODE_CONNECT},
         {silent.Url(), HTTP_ERRORCODE_TIMEOUT},
         {foreign.Url(), HTTP_ERRORCODE_TLS},
         {"https://" + std::string(300, 'a') + "/", HTTP_ERRORCODE_RESOLVE}};
     for (const auto& [url, error] : cases) {
+        LimitTo(60000, error == HTTP_ERRORCODE_TIMEOUT ? 200 : 60000);
         Completions completions;
         EXPECT_EQ(Send(url, completions), 0U);
         ASSERT_TRUE(completions.Reached(1));
