@@ -14,32 +14,11 @@
 #include "quor_platform/http.h"
 #include "quor_platform/websocket.h"
 #include "tests/platform_linux/support/gate.h"
+#include "tests/support/closed_port.h"
 
 namespace {
 
-// A port of the loopback interface that nobody listens on, held as long as this lives.
-class ClosedPort {
-public:
-    ClosedPort() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-        EXPECT_EQ(getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        m_port = ntohs(address.sin_port);
-    }
-    ~ClosedPort() { close(m_socket); }
-    ClosedPort(const ClosedPort&) = delete;
-    ClosedPort& operator=(const ClosedPort&) = delete;
-
-    unsigned int Port() const { return m_port; }
-    std::string Url() const { return "https://127.0.0.1:" + std::to_string(m_port) + "/"; }
-
-private:
-    int m_socket;
-    unsigned int m_port = 0;
-};
+using QuorTest::ClosedPort;
 
 TEST(ContractDns, AnAddressStandsForItself) {
     QuorNetbDnsAddress table[2] = {};

@@ -148,7 +148,8 @@ private:
         std::unique_ptr<Response> response;
     };
 
-    void Finish(unsigned long handle, const HttpAnswer& with);
+    // False: another thread answers it, or has done so.
+    bool Finish(unsigned long handle, const HttpAnswer& with);
     Flight* Find(unsigned long handle);
     HttpRequest* RecordOf(const Flight& flight);
 

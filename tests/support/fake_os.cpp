@@ -177,7 +177,11 @@ unsigned int OsGetSysTimeSec(void) {
 }
 
 int OsPthreadSetName(const char* name) {
-    return Fake().Enter(Fn::SetThreadName) || name == nullptr ? -1 : 0;
+    const QuorTest::NewsSucceed sheltered;
+    const bool fails = Fake().Enter(Fn::SetThreadName) || name == nullptr;
+    const std::lock_guard<std::mutex> guard(Fake().mutex);
+    Fake().threadNames.emplace_back(name == nullptr ? "" : name);
+    return fails ? -1 : 0;
 }
 
 }  // extern "C"

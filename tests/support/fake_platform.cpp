@@ -105,10 +105,12 @@ void FakePlatform::Reset() {
         std::fill(text.begin(), text.end(), '\0');
     }
     plainTextByDomain.clear();
+    plainTextHasEnd = true;
     plainResidueOnFailure.clear();
     onStartUp = nullptr;
     onFrame = nullptr;
     onLog = nullptr;
+    onStartThread = nullptr;
     wipesDoNothing = false;
     recordLogs = true;
     timers.clear();
@@ -139,6 +141,7 @@ void FakePlatform::DropRecords() {
     loginCallbacks.clear();
     sleepsUs.clear();
     logFileNames.clear();
+    threadNames.clear();
     wipes.clear();
     boundedCalls.clear();
     freedBlocks.clear();

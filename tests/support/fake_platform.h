@@ -192,10 +192,12 @@ public:
     unsigned startUpLinkId = 71;
     std::string confToken = "token-of-the-login-client";
     std::map<std::string, std::string> plainTextByDomain;  // a domain that is missing does not decrypt
+    bool plainTextHasEnd = true;                           // off: what decrypts comes without a terminator
     std::string plainResidueOnFailure;                     // what a failing decryption leaves behind
     std::function<void(const TagQuorOmNmsWebsocketInfo&)> onStartUp;
     std::function<void(const FrameCall&)> onFrame;
     std::function<void(LogKind, const std::string&)> onLog;
+    std::function<void()> onStartThread;  // before a std::thread starts; not of one that fails
     bool wipesDoNothing = false;  // memset_s succeeds without writing: to see that a missing wipe is noticed
     bool recordLogs = true;       // off: log calls cost next to nothing (fuzzing)
 
@@ -212,6 +214,7 @@ public:
     std::vector<void (*)(unsigned, void*)> loginCallbacks;
     std::vector<unsigned> sleepsUs;
     std::vector<std::string> logFileNames;
+    std::vector<std::string> threadNames;
     std::vector<WipeRecord> wipes;
     std::vector<BoundedCall> boundedCalls;
     std::vector<BlockRecord> freedBlocks;

@@ -125,7 +125,9 @@ unsigned int QuorOmKeymDecrypt(const char* domain, const char* cipherText, unsig
         *plainLen = static_cast<unsigned>(text.size());
         return Fake().FailResult(Fn::Decrypt);
     }
-    plainText[text.size()] = '\0';
+    if (Fake().plainTextHasEnd) {
+        plainText[text.size()] = '\0';
+    }
     *plainLen = static_cast<unsigned>(text.size());
     return 0;
 }

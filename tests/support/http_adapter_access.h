@@ -72,6 +72,7 @@ public:
 
     static TagQuorAiFacePhotoList*& Photos() QUOR_TEST_UNGUARDED { return AiHttpAdapter::m_sendMsgBuffer; }
     static TagQuorAiConfList*& Sites() QUOR_TEST_UNGUARDED { return AiHttpAdapter::m_siteInfoBuffer; }
+    static OsMutex& InstanceLock() { return AiHttpAdapter::m_instanceLock; }
     static OsMutex& SitesLock() { return AiHttpAdapter::m_siteInfoBufferLock; }
     static OsMutex& PhotosLock() { return AiHttpAdapter::m_msgBufferLock; }
     static OsMutex& ObserversLock() { return Http().m_observersLock; }

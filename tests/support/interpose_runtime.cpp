@@ -84,6 +84,9 @@ void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_
     if (Fake().Enter(Fn::StartThread)) {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     }
+    if (Fake().onStartThread) {
+        Fake().onStartThread();
+    }
     __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(self, state,
                                                                                                  dependency);
 }

@@ -27,6 +27,18 @@ StoppedClock* StoppedClock::OfThisThread() {
     return t_clock;
 }
 
+StoppedClock::Duration StoppedClock::Read() {
+    ++m_readings;
+    return m_now;
+}
+
+void StoppedClock::BeforeNotifyOne() {
+    ++m_notifications;
+    if (onNotifyOne) {
+        onNotifyOne();
+    }
+}
+
 int StoppedClock::Wait(pthread_mutex_t* mutex, Duration deadline) {
     m_waits.push_back(deadline - m_now);
     pthread_mutex_unlock(mutex);
@@ -55,10 +67,12 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mu
                                   const timespec* deadline);
 void __real__ZNSt18condition_variable10notify_oneEv(std::condition_variable* self);
 void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* self);
+void __real__ZNSt18condition_variable10notify_allEv(std::condition_variable* self);
+void __wrap__ZNSt18condition_variable10notify_allEv(std::condition_variable* self);
 
 std::int64_t __wrap__ZNSt6chrono3_V212system_clock3nowEv() {
-    const StoppedClock* clock = StoppedClock::OfThisThread();
-    return clock == nullptr ? __real__ZNSt6chrono3_V212system_clock3nowEv() : clock->Now().count();
+    StoppedClock* clock = StoppedClock::OfThisThread();
+    return clock == nullptr ? __real__ZNSt6chrono3_V212system_clock3nowEv() : clock->Read().count();
 }
 
 int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
@@ -73,9 +87,16 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mu
 
 void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* self) {
     if (StoppedClock* clock = StoppedClock::OfThisThread()) {
-        clock->CountNotification();
+        clock->BeforeNotifyOne();
     }
     __real__ZNSt18condition_variable10notify_oneEv(self);
+}
+
+void __wrap__ZNSt18condition_variable10notify_allEv(std::condition_variable* self) {
+    if (StoppedClock* clock = StoppedClock::OfThisThread()) {
+        clock->BeforeNotifyAll();
+    }
+    __real__ZNSt18condition_variable10notify_allEv(self);
 }
 
 }  // extern "C"

@@ -29,24 +29,31 @@ public:
     // clock stays where it is.
     std::function<bool()> onWait;
 
+    // Runs before this thread wakes one waiter of a condition.
+    std::function<void()> onNotifyOne;
+
     // What each wait asked for, in order.
     const std::vector<Duration>& Waits() const { return m_waits; }
-    // How often this thread woke one waiter of a condition.
+    // How often this thread woke one waiter of a condition, or all.
     unsigned Notifications() const { return m_notifications; }
+    // How often this thread asked for the time.
+    unsigned Readings() const { return m_readings; }
     void Advance(Duration duration) { m_now += duration; }
 
     // ---- For the functions that the linker redirects ----
 
     static StoppedClock* OfThisThread();
-    Duration Now() const { return m_now; }
+    Duration Read();
     // Returns what pthread_cond_timedwait returns.
     int Wait(pthread_mutex_t* mutex, Duration deadline);
-    void CountNotification() { ++m_notifications; }
+    void BeforeNotifyOne();
+    void BeforeNotifyAll() { ++m_notifications; }
 
 private:
     Duration m_now;  // since 1970-01-01
     std::vector<Duration> m_waits;
     unsigned m_notifications = 0;
+    unsigned m_readings = 0;
 };
 
 }  // namespace QuorTest

@@ -164,8 +164,16 @@ TEST_F(SupportTest, AStoppedClockMovesInWaitsOnly) {
         EXPECT_TRUE(unlocked);
         EXPECT_EQ(system_clock::now(), start + 2 * kHour);
         EXPECT_THAT(clock.Waits(), ElementsAre(kHour, 2 * kHour));
+        unsigned ones = 0;
+        clock.onNotifyOne = [&] { ++ones; };
         condition.notify_one();
         EXPECT_EQ(clock.Notifications(), 1U);
+        condition.notify_all();
+        EXPECT_EQ(clock.Notifications(), 2U);
+        EXPECT_EQ(ones, 1U);
+        const unsigned readings = clock.Readings();
+        static_cast<void>(system_clock::now());
+        EXPECT_EQ(clock.Readings(), readings + 1);
     }
     EXPECT_LT(system_clock::now(), before + kHour);
 }

@@ -80,6 +80,22 @@ TEST_F(AccountSignInTest, ANameGivesWayToItsAddress) {
     EXPECT_STREQ(query.serverAddr, "10.1.2.3");
 }
 
+// The request goes out all the same.
+TEST_F(AccountSignInTest, ANameWithoutAnAddressBecomesEmpty) {
+    Put(query.serverAddr, "kel.example.org");
+    EXPECT_EQ(Query(), 0U);
+    ASSERT_EQ(Network().requests.size(), 1U);
+    EXPECT_EQ(Network().requests[0].url,
+              "https://:443/conf-portal/conferences/conf-1/checkinservices/checkininfos/account");
+    EXPECT_STREQ(query.serverAddr, "");
+}
+
+TEST_F(AccountSignInTest, ThePortIsPrintedWithoutSign) {
+    query.serverPort = 4294967295U;
+    Query();
+    EXPECT_EQ(Network().requests.at(0).url.find("https://192.168.1.10:4294967295/conf-portal/"), 0U);
+}
+
 // The count is taken as it is, the accounts beyond the first are empty.
 TEST_F(AccountSignInTest, FurtherAccountsGoOutEmpty) {
     query.accountCount = 3;

@@ -22,6 +22,8 @@ struct AsyncRequest {
     const char* noUserDataText;
     std::vector<LogLine> goodLines;  // of an answer that is told
     std::vector<std::string> tokenSteps;
+    bool copyIsLast;  // made after the headers and the body; otherwise before both
+    bool hasBody = true;
 };
 
 // What a failing test prints as its parameter.
@@ -71,7 +73,9 @@ std::vector<AsyncRequest> Requests() {
              Adapter::SignInAnswer,
              "<QuerySignInRspNotify> queryInfo is nullptr",
              {},
-             kNameFirst},
+             kNameFirst,
+             true,
+             false},
             {"SignInReport",
              5872,
              "{}",
@@ -79,7 +83,8 @@ std::vector<AsyncRequest> Requests() {
              Adapter::ReportAnswer,
              "<ReportSignInRspNotify> reportSignInfo is nullptr",
              {},
-             kNameFirst},
+             kNameFirst,
+             true},
             {"AccountQuery",
              16580,
              R"({"checkInInfos":[]})",
@@ -87,7 +92,8 @@ std::vector<AsyncRequest> Requests() {
              Adapter::AccountAnswer,
              "<ReportAccountSignNotify> accountCheckInInfo is nullptr",  // borrowed from another operation
              {AI("jsonItem is nullptr")},
-             kNameFirst},
+             kNameFirst,
+             false},
             {"MatchReport",
              1016,
              "{}",
@@ -95,7 +101,8 @@ std::vector<AsyncRequest> Requests() {
              Adapter::MatchAnswer,
              "<ReportAVMatchRspNotify> reporAVMatchtInfo is nullptr",
              {},
-             kTokenFirst}};
+             kTokenFirst,
+             true}};
 }
 
 class AsyncRequestsTest : public AdapterTest, public ::testing::WithParamInterface<AsyncRequest> {
@@ -146,6 +153,23 @@ TEST_P(AsyncRequestsTest, TheFirstHeadersNameAndTheTokenComeInTheirOrder) {
         }
     }
     EXPECT_EQ(steps, GetParam().tokenSteps);
+}
+
+TEST_P(AsyncRequestsTest, TheCopyIsMadeBeforeOrAfterTheTokenIsAskedFor) {
+    EXPECT_EQ(Send(), 0U);
+    const std::vector<std::string> trail = Fake().Trail();
+    const auto token = std::find(trail.begin(), trail.end(), "LoginToken");
+    const auto copy = std::find(trail.begin(), trail.end(), "HeapAlloc");
+    ASSERT_NE(token, trail.end());
+    ASSERT_NE(copy, trail.end());
+    EXPECT_EQ(token < copy, GetParam().copyIsLast);
+}
+
+TEST_P(AsyncRequestsTest, WithoutMemoryForTheCopyTheBodyWasMadeOrNotBegun) {
+    Fake().FailCall(Fn::HeapAlloc, 1);
+    EXPECT_EQ(Send(), kRefused);
+    EXPECT_EQ(Fake().CountOf(Fn::CJsonAlloc) > 0, GetParam().copyIsLast && GetParam().hasBody);
+    EXPECT_EQ(Fake().CountOf(Fn::LoginToken), GetParam().copyIsLast ? 1U : 0U);
 }
 
 TEST_P(AsyncRequestsTest, WithoutATokenNothingIsSent) {

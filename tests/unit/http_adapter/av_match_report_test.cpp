@@ -97,6 +97,12 @@ TEST_F(AvMatchReportTest, TheRequestAsItGoesOut) {
     EXPECT_THAT(Network().dnsCalls, IsEmpty());
 }
 
+TEST_F(AvMatchReportTest, ThePortIsPrintedWithoutSign) {
+    data.serverPort = 4294967295U;
+    Report();
+    EXPECT_EQ(Network().requests.at(0).url.find("https://kel.example.org:4294967295/conf-portal/"), 0U);
+}
+
 TEST_F(AvMatchReportTest, TimesAreInSinglePrecision) {
     const std::pair<long long, const char*> times[] = {
         {0, "0.000"},
@@ -212,6 +218,14 @@ TEST_F(AvMatchReportTest, NoTokenStaysBehind) {
     for (const BlockRecord& block : Fake().freedBlocks) {
         EXPECT_EQ(block.contentAtFree.find("match-token"), std::string::npos);
     }
+}
+
+// There is no text for it.
+TEST_F(AvMatchReportTest, AWipeThatFailsIsNotLoggedAndTheSendCounts) {
+    FailClearOf(1152);
+    EXPECT_EQ(Report(), 0U);
+    EXPECT_THAT(Logs(), IsEmpty());
+    EXPECT_EQ(observer->results.size(), 1U);
 }
 
 TEST_F(AvMatchReportTest, TheTraceTellsTheOutcome) {

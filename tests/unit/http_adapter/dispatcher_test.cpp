@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "quor_platform/os.h"
@@ -63,6 +64,10 @@ TEST_F(DispatcherTest, ARecognitionIsAtLeastItsHeadAndItsPicture) {
     reinterpret_cast<tagAI_FACE_S_DETECT_INFO*>(data)->picLen = 5;
     EXPECT_EQ(Adapter::Process(AI_SUB_ID_FACE_RECOGNIZE, data, 1560), -1);
     EXPECT_THAT(Logs(), ElementsAre(kBadLength, kBadLength));
+    // More than both is taken; what fails is the request.
+    Fake().FailCall(Fn::SprintfS, 1, FailMode::kFromThenOn);
+    EXPECT_EQ(Adapter::Process(AI_SUB_ID_FACE_RECOGNIZE, data, 1600), -1);
+    EXPECT_EQ(Logs().back(), AE("<AiHttpProcSyncRequest> FaceRecogPhotoDeal 0 failed"));
 }
 
 TEST_F(DispatcherTest, RequestsThatFailSaySoWithTheirNumber) {
@@ -135,10 +140,33 @@ TEST_F(DispatcherTest, WithoutWorkersOrMemoryTheCopyIsFreed) {
 
 // ---- The dispatcher ----
 
+// So that no copy outlives the workers. The dispatcher is held right behind the handing over.
+TEST_F(DispatcherTest, TheWorkerEndsTheCopyWhileTheDispatcherIsStillThere) {
+    Adapter::StartPool(1);
+    TagAiCloudSrvResult record = Queued(999, 4);
+    bool gone = false;
+    {
+        StoppedClock clock;
+        clock.onNotifyOne = [&gone] {
+            std::thread([&gone] {  // whose clock goes on
+                const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                while (!Fake().LiveBlocks().empty() && std::chrono::steady_clock::now() < deadline) {
+                    std::this_thread::yield();
+                }
+                gone = Fake().LiveBlocks().empty();
+            })
+                .join();
+        };
+        Adapter::RunOnPool(record);
+    }
+    EXPECT_TRUE(gone);
+    Adapter::EndPool();
+}
+
 TEST_F(DispatcherTest, WithoutUsersItEndsAtOnce) {
     Adapter::RunDispatcher(Adapter::Generation());
     EXPECT_THAT(Logs(), ElementsAre(kThreadExit));
-    EXPECT_EQ(Fake().CountOf(Fn::SetThreadName), 1U);
+    EXPECT_THAT(Fake().threadNames, ElementsAre("httpQueueThread"));
 }
 
 // The text is the start's.
@@ -160,6 +188,24 @@ TEST_F(DispatcherTest, ARecordThatCannotBeClearedIsTriedAgain) {
     EXPECT_EQ(clears, 2U);
     EXPECT_THAT(Logs(), ::testing::Contains(AE("<CloudHttpInit>: memset_s error")));
     EXPECT_EQ(Logs().back(), kThreadExit);
+}
+
+TEST_F(DispatcherTest, AfterARecordThatCannotBeClearedItAsksForUsersFirst) {
+    Adapter::CountUser();
+    unsigned clears = 0;
+    Fake().boundedFault = [&](const BoundedCall& call) {
+        if (call.fn != Fn::MemsetS || call.count != sizeof(TagAiCloudSrvResult)) {
+            return false;
+        }
+        ++clears;
+        Adapter::UncountUser();
+        return true;
+    };
+    const StoppedClock clock;
+    Adapter::RunDispatcher(Adapter::Generation());
+    EXPECT_EQ(clears, 1U);
+    EXPECT_THAT(Logs(), ElementsAre(AE("<CloudHttpInit>: memset_s error"), kThreadExit));
+    EXPECT_THAT(clock.Waits(), IsEmpty());
 }
 
 TEST_F(DispatcherTest, ItWaitsForARecordHalfASecondAtATimeAndNotOnceMoreWithoutUsers) {

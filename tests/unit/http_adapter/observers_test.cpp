@@ -1,6 +1,8 @@
+#include <atomic>
 #include <thread>
 
 #include "support/adapter_test.h"
+#include "support/thread_state.h"
 
 namespace QuorTest {
 namespace {
@@ -53,6 +55,17 @@ TEST_F(AdapterObserversTest, DetachRemovesTheFirstOfTwoDifferentObservers) {
     Tell();
     EXPECT_TRUE(observer->results.empty());
     EXPECT_EQ(other->results.size(), 1U);
+}
+
+TEST_F(AdapterObserversTest, TheListIsChangedUnderTheLock) {
+    Http().Attach(observer);
+    EXPECT_THAT(Fake().Trail({Fn::ModuleLog}), ElementsAre("MutexLock", "MutexUnlock"));
+    Fake().ClearRecords();
+    EXPECT_EQ(Http().Detach(observer.get()), 0);
+    EXPECT_THAT(Fake().Trail({Fn::ModuleLog}), ElementsAre("MutexLock", "MutexUnlock"));
+    Fake().ClearRecords();
+    EXPECT_EQ(Http().Detach(observer.get()), -1);
+    EXPECT_THAT(Fake().Trail({Fn::ModuleLog}), ElementsAre("MutexLock", "MutexUnlock"));
 }
 
 TEST_F(AdapterObserversTest, TheLockIsHeldDuringTheWholeNotification) {
@@ -123,11 +136,21 @@ TEST_F(AdapterObserversTest, DetachWaitsForANotificationUnderWay) {
     Http().Attach(observer);
     std::thread notifier([] { Tell(); });
     gate.WaitForArrivals(1);
-    std::thread opener([&] { gate.Open(); });
-    EXPECT_EQ(Http().Detach(observer.get()), 0);
-    EXPECT_EQ(observer->results.size(), 1U);
+    std::atomic<pid_t> number{0};
+    std::atomic<bool> detached{false};
+    std::thread detacher([&] {
+        number = ThreadNumber();
+        EXPECT_EQ(Http().Detach(observer.get()), 0);
+        detached = true;
+        gate.Pass();  // it sleeps before its end in any case
+    });
+    WaitUntilAsleep(number);
+    EXPECT_FALSE(detached);
+    gate.Open();
     notifier.join();
-    opener.join();
+    detacher.join();
+    EXPECT_TRUE(detached);
+    EXPECT_EQ(observer->results.size(), 1U);
 }
 
 TEST_F(AdapterObserversTest, OnlyResultsOf101To199SignalTheServer) {

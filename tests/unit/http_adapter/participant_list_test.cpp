@@ -3,59 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "support/adapter_test.h"
+#include "participant_list_fixture.h"
 
 namespace QuorTest {
 namespace {
-
-constexpr const char* kToken = "conference-token-of-the-record";
-
-std::string Site(unsigned number) {
-    return R"({"generalParam":{"id":"id)" + std::to_string(number) + R"(","name":"name)" +
-           std::to_string(number) + "\"}}";
-}
-
-std::string Page(unsigned count, unsigned from = 0) {
-    std::string text = R"({"content":[)";
-    for (unsigned i = 0; i < count; ++i) {
-        text += (i == 0 ? "" : ",") + Site(from + i);
-    }
-    return text + "]}";
-}
-
-class ParticipantListTest : public AdapterTest {
-protected:
-    ParticipantListTest() {
-        Start();
-        Put(info.serverAddr, "192.168.1.10");
-        info.serverPort = 8443;
-        Put(info.confId, "conf-77");
-        Put(info.token, kToken);
-    }
-
-    int Query() { return Adapter::QueryConfList(info); }
-
-    // The failing query tells nobody and leaves nothing locked: the next one succeeds.
-    void ExpectFailure(const std::vector<LogLine>& lines) {
-        EXPECT_EQ(Query(), -1);
-        EXPECT_EQ(Logs(), lines);
-        EXPECT_THAT(observer->results, IsEmpty());
-        ExpectNextSucceeds();
-    }
-
-    void ExpectNextSucceeds() {
-        EXPECT_EQ(Fake().LocksHeld(), 0U);
-        Fake().ClearFaults();
-        Fake().ClearRecords();
-        observer->results.clear();
-        Network().script = {Answer(Page(1))};
-        Put(info.serverAddr, "192.168.1.10");
-        EXPECT_EQ(Query(), 0);
-        EXPECT_EQ(observer->results.size(), 1U);
-    }
-
-    TagQuorAiKelInfo info = {};
-};
 
 const LogLine kPageFailed = AE("<DoQueryConfList>: call CloudQueryConfListPage failed!");
 const LogLine kQueryFailed = AE("<DoQueryConfList> QueryConfListGetUrl error!");
@@ -90,7 +41,7 @@ TEST_F(ParticipantListTest, TheRequestAsItGoesOut) {
               "conditions?page=0&size=200");
     EXPECT_EQ(request.urlLen, 1024U);
     EXPECT_THAT(request.headers,
-                ElementsAre(std::pair<std::string, std::string>("token", kToken),
+                ElementsAre(std::pair<std::string, std::string>("token", kConfListToken),
                             std::pair<std::string, std::string>("Content-Type", "application/json")));
     EXPECT_EQ(request.body, "{}");
     EXPECT_EQ(request.firstTimeout, 3U);
@@ -106,6 +57,13 @@ TEST_F(ParticipantListTest, AnIpv6AddressStandsInBrackets) {
               "conditions?page=0&size=200");
 }
 
+TEST_F(ParticipantListTest, ThePortIsPrintedWithoutSign) {
+    info.serverPort = 4294967295U;
+    Network().script = {Answer(Page(0))};
+    EXPECT_EQ(Query(), 0);
+    EXPECT_EQ(Network().requests.at(0).url.find("https://192.168.1.10:4294967295/conf-portal/"), 0U);
+}
+
 TEST_F(ParticipantListTest, ANameIsResolvedOnceForAllPages) {
     Put(info.serverAddr, "kel.example.org");
     Network().addresses = {Ipv4("10.1.2.3")};
@@ -116,6 +74,20 @@ TEST_F(ParticipantListTest, ANameIsResolvedOnceForAllPages) {
     EXPECT_EQ(Network().requests[1].url,
               "https://10.1.2.3:8443/conf-portal/online/conferences/conf-77/participants/"
               "conditions?page=1&size=200");
+}
+
+// The request goes out all the same, and fails in the transport.
+TEST_F(ParticipantListTest, ANameWithoutAnAddressBecomesEmpty) {
+    Put(info.serverAddr, "kel.example.org");
+    HttpAnswer failed;
+    failed.result = 3;
+    Network().script = {failed};
+    EXPECT_EQ(Query(), -1);
+    EXPECT_STREQ(info.serverAddr, "");
+    ASSERT_EQ(Network().requests.size(), 1U);
+    EXPECT_EQ(Network().requests[0].url,
+              "https://:8443/conf-portal/online/conferences/conf-77/participants/conditions?page=0&size=200");
+    EXPECT_EQ(Logs().at(3), AE("<CloudQueryConfListPage>: HTTP_SynSend failed:3"));
 }
 
 TEST_F(ParticipantListTest, NobodyIsAListOfEightBytes) {
@@ -176,26 +148,6 @@ TEST_F(ParticipantListTest, TheListIsEmptiedBeforeEveryQuery) {
     Query();
     EXPECT_EQ(observer->results.at(1).len, 8U + 448U);
     EXPECT_STREQ(Adapter::Sites()->sites[2].id, "");
-}
-
-TEST_F(ParticipantListTest, ObserversReadWhileTheBufferIsLocked) {
-    bool locked = false;
-    observer->onUpdate = [&](const auto& result) {
-        locked = Fake().IsLocked(&Adapter::SitesLock()) &&
-                 result.data == reinterpret_cast<unsigned char*>(Adapter::Sites());
-    };
-    Network().script = {Answer(Page(1))};
-    EXPECT_EQ(Query(), 0);
-    EXPECT_TRUE(locked);
-    EXPECT_EQ(Network().requests.at(0).locksHeld, 1U);
-}
-
-TEST_F(ParticipantListTest, AnObserverThatThrowsLeavesNothingLocked) {
-    observer->onUpdate = [](const auto&) { throw std::runtime_error("observer"); };
-    Network().script = {Answer(Page(1))};
-    EXPECT_THROW(Query(), std::runtime_error);
-    observer->onUpdate = nullptr;
-    ExpectNextSucceeds();
 }
 
 TEST_F(ParticipantListTest, ElementsWithoutDataTakeEmptyEntries) {
@@ -319,8 +271,8 @@ TEST_F(ParticipantListTest, ClearingFails) {
 
 TEST_F(ParticipantListTest, TheHeadersAreTwo) {
     tagHTTP_HEADER headers[3] = {};
-    EXPECT_EQ(Adapter::ConfListHeader(headers, 3, kToken, 192), -1);
-    EXPECT_EQ(Adapter::ConfListHeader(headers, 0, kToken, 192), -1);
+    EXPECT_EQ(Adapter::ConfListHeader(headers, 3, kConfListToken, 192), -1);
+    EXPECT_EQ(Adapter::ConfListHeader(headers, 0, kConfListToken, 192), -1);
     EXPECT_THAT(Logs(), ElementsAre(AE("<GenerateConfListHeader>: header num invalid: 3"),
                                     AE("<GenerateConfListHeader>: header num invalid: 0")));
 }

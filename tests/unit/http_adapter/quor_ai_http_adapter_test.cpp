@@ -1,10 +1,14 @@
 // The singleton, its start and its stop.
+#include <array>
+#include <atomic>
 #include <cstring>
 #include <thread>
 #include <vector>
 
+#include "common/scope.h"
 #include "support/adapter_test.h"
 #include "support/failing_new.h"
+#include "support/thread_state.h"
 
 namespace QuorTest {
 namespace {
@@ -79,6 +83,33 @@ TEST_F(AdapterLifecycleTest, ManyThreadsGetOneInstance) {
     Adapter::ExchangeInstance(instance);
 }
 
+// Both find none, and the second one looks again when the lock is its own.
+TEST_F(AdapterLifecycleTest, WhoWaitedForTheInstancesLockMakesNoSecondOne) {
+    AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
+    std::array<AiHttpAdapter*, 2> seen{};
+    std::array<std::atomic<pid_t>, 2> numbers{};
+    std::vector<std::thread> threads;
+    threads.reserve(seen.size());
+    {
+        const QuorAiEngine::ScopedOsLock lock(Adapter::InstanceLock());
+        for (std::size_t i = 0; i < seen.size(); ++i) {
+            threads.emplace_back([&, i] {
+                numbers[i] = ThreadNumber();
+                seen[i] = AiHttpAdapter::GetInstance();
+            });
+            WaitUntilAsleep(numbers[i]);
+        }
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_NE(seen[0], nullptr);
+    EXPECT_EQ(seen[0], seen[1]);
+    EXPECT_EQ(Fake().CountOf(Fn::NothrowNew), 1U);
+    Adapter::Destroy(seen[0]);
+    Adapter::ExchangeInstance(instance);
+}
+
 TEST_F(AdapterLifecycleTest, TheEndOfTheInstanceLetsItsObserversGo) {
     AiHttpAdapter* instance = Adapter::ExchangeInstance(nullptr);
     AiHttpAdapter* another = AiHttpAdapter::GetInstance();
@@ -106,7 +137,20 @@ TEST_F(AdapterLifecycleTest, StartsAndStops) {
     ResetAdapter();
     EXPECT_THAT(AdapterLines(LogsNow()), ElementsAre(kUninitSuccess));
     EXPECT_THAT(Logs(), ::testing::Contains(kThreadExit));
-    EXPECT_EQ(Fake().CountOf(Fn::SetThreadName), 1U);
+    EXPECT_THAT(Fake().threadNames, ElementsAre("httpQueueThread"));
+}
+
+// The dispatcher must find a user, and its first record workers.
+TEST_F(AdapterLifecycleTest, TheStartMakesTheWorkersThenCountsThenStartsTheDispatcher) {
+    unsigned started = 0;
+    Fake().onStartThread = [&] {
+        const bool dispatcher = ++started == kWorkers + 1;
+        EXPECT_EQ(Adapter::Users(), dispatcher ? 1 : 0) << started;
+        EXPECT_EQ(Adapter::HasPool(), dispatcher) << started;
+    };
+    EXPECT_EQ(Http().CloudHttpInit(), 0);
+    EXPECT_EQ(started, kWorkers + 1);
+    EXPECT_EQ(Http().CloudHttpUninit(), 0);
 }
 
 TEST_F(AdapterLifecycleTest, TheBuffersHaveTheirFullSize) {
@@ -301,11 +345,14 @@ TEST_F(AdapterLifecycleTest, ATransportThatDoesNotEnd) {
     EXPECT_EQ(Adapter::Users(), 0);
     EXPECT_FALSE(Adapter::HasPool());
     const TagQuorAiFacePhotoList* photos = Adapter::Photos();
+    const TagQuorAiConfList* sites = Adapter::Sites();
     EXPECT_NE(photos, nullptr);
+    EXPECT_NE(sites, nullptr);
     EXPECT_EQ(Http().CloudHttpUninit(), 0);
     EXPECT_EQ(AdapterLines(LogsNow()).back(), kNotInited);
     EXPECT_EQ(Http().CloudHttpInit(), 0);
     EXPECT_EQ(Adapter::Photos(), photos);
+    EXPECT_EQ(Adapter::Sites(), sites);
 }
 
 // A start within the half second that the dispatcher of the last one may wait.

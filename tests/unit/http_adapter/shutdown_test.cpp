@@ -59,6 +59,20 @@ protected:
         }
     }
 
+    // Returns once the full queue has been cleared, which is after the stopper's last user left.
+    static void WaitUntilCleared() {
+        TagAiCloudSrvResult record = {AI_SUB_ID_CHECKIN, nullptr, 0};
+        while (!Adapter::Push(record)) {
+            std::this_thread::yield();
+        }
+        EXPECT_TRUE(Adapter::Pop(record));
+    }
+    static void WaitUntilNobodyUsesIt() {
+        while (Adapter::Users() != 0) {
+            std::this_thread::yield();
+        }
+    }
+
     Gate gate;
     TagQuorAiKelInfo m_info = {};
     TagQuorAiFacePhotoParam m_photos = {};
@@ -95,6 +109,7 @@ TEST_F(ShutdownTest, WhatWorkersTookRunsAndTheRestIsDroppedOrLost) {
             stopperNumber = ThreadNumber();
             EXPECT_EQ(Adapter::Http().CloudHttpUninit(), 0);
         });
+        WaitUntilCleared();
         WaitUntilAsleep(stopperNumber);
     }
     // Whoever gets the lock first, the dispatcher finds no workers or none with room, as long as none ends.
@@ -118,9 +133,13 @@ TEST_F(ShutdownTest, TheStopHasItsOrder) {
     Network().onRequest = [&](const HttpRequest& request) {
         if (request.synchronous) {  // what a worker runs while the stopper waits for it
             gate.Pass();
+            WaitUntilNobodyUsesIt();
             WaitUntilAsleep(stopperNumber);
             TagAiCloudSrvResult record = {};
             queueIsEmpty = !Adapter::Pop(record);
+            // A stopper that kept this lock while it waits for the worker would hang here.
+            const QuorAiComm::MutexLock lock(Adapter::ThreadPoolLock());
+            EXPECT_FALSE(Adapter::HasPool());
             Fake().Mark("worker");
         }
         return Answer(R"({"content":[]})");
@@ -158,6 +177,19 @@ TEST_F(ShutdownTest, TheStopHasItsOrder) {
                 ElementsAre("worker", "HeapFree", "HeapFree", "HeapFree", "Notify 10", "HeapFree", "HeapFree",
                             "HttpUninit", "Notify 14", "HeapFree", "HttpRelease", "HeapFree", "HeapFree"));
     ExpectLost({sizeof(TagQuorAiKelInfo)});
+}
+
+TEST_F(ShutdownTest, TheBuffersAreFreedEachUnderItsOwnLock) {
+    Start();
+    Adapter::CountUser();
+    Fake().onLog = [](LogKind, const std::string& text) {
+        if (text == "<AiUtilityHttpUninit> m_pstTlsPram free done.") {
+            Fake().ClearRecords();  // what follows is the end of the transport and the buffers
+        }
+    };
+    EXPECT_EQ(Http().CloudHttpUninit(), 0);
+    EXPECT_THAT(Fake().Trail(), ElementsAre("HttpUninit", "MutexLock", "HeapFree", "MutexUnlock", "MutexLock",
+                                            "HeapFree", "MutexUnlock", "ModuleLog"));
 }
 
 // The records that nobody took are dropped as they are; their copies are the loss that stays.

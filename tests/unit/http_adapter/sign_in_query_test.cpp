@@ -6,6 +6,7 @@
 
 #include "async_request_fixture.h"
 #include "common/scope.h"
+#include "support/stack_probe.h"
 
 namespace QuorTest {
 namespace {
@@ -60,7 +61,8 @@ protected:
 };
 
 TEST_F(SignInQueryTest, DeliversThePageByteForByte) {
-    QueryWith(Answer(List(kPerson.Text())));
+    StackProbe probe;  // a stack that is not zero: what the record does not fill shows
+    probe.Run([this] { QueryWith(Answer(List(kPerson.Text()))); });
     auto expected = std::make_unique<TagQuorAiGetSignIn>();
     std::memset(expected.get(), 0, sizeof(*expected));
     expected->totalElements = 41;
@@ -93,6 +95,22 @@ TEST_F(SignInQueryTest, TheRequestAsItGoesOut) {
     EXPECT_EQ(request.locksHeld, 0U);
     EXPECT_EQ(request.handleOnEntry, 0U);
     EXPECT_THAT(Network().dnsCalls, IsEmpty());  // the name goes out as it is
+}
+
+TEST_F(SignInQueryTest, NumbersArePrintedWithoutSign) {
+    query.serverPort = 4294967295U;
+    query.page = 4294967295U;
+    query.size = 4294967295U;
+    const std::string host = "https://kel.example.org:4294967295/conf-portal/conferences/";
+    const std::string page = "checkininfos?page=4294967295&size=4294967295&checkIn=";
+    for (const bool history : {false, true}) {
+        query.history = history ? 1 : 0;
+        Network().DropRecords();
+        Query();
+        const std::string& url = Network().requests.at(0).url;
+        EXPECT_EQ(url.find(host), 0U) << url;
+        EXPECT_NE(url.find(page), std::string::npos) << url;
+    }
 }
 
 // For a conference that is over the flag is turned round.

@@ -106,6 +106,23 @@ TEST_F(SignInReportTest, ANameGivesWayToItsAddress) {
     EXPECT_STREQ(observer->As<TagQuorAiReportSiginIn>(0).serverAddr, "10.1.2.3");
 }
 
+// The request goes out all the same.
+TEST_F(SignInReportTest, ANameWithoutAnAddressBecomesEmpty) {
+    Put(report.serverAddr, "kel.example.org");
+    EXPECT_EQ(Report(), 0U);
+    ASSERT_EQ(Network().requests.size(), 1U);
+    EXPECT_EQ(Network().requests[0].url,
+              "https://:443/conf-portal/conferences/conf-1/checkinservices/checkininfos");
+    EXPECT_STREQ(report.serverAddr, "");
+    EXPECT_STREQ(observer->As<TagQuorAiReportSiginIn>(0).serverAddr, "");
+}
+
+TEST_F(SignInReportTest, ThePortIsPrintedWithoutSign) {
+    report.serverPort = 4294967295U;
+    Report();
+    EXPECT_EQ(Network().requests.at(0).url.find("https://192.168.1.10:4294967295/conf-portal/"), 0U);
+}
+
 // With its own token the record needs no login client.
 TEST_F(SignInReportTest, TheOwnTokenIsSentWithoutAskingForAnother) {
     report.tokenSource = 1;

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <latch>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -191,6 +192,42 @@ TEST_F(QueueTest, EveryPushAndEveryPopWakesOne) {
     EXPECT_FALSE(m_queue.WaitAndPush(1, kNoWait));
     EXPECT_EQ(clock.Notifications(), 2U + kCapacity);
     EXPECT_THAT(clock.Waits(), ::testing::Each(kNoWait));
+}
+
+// Whoever is woken finds the change: nobody else gets in between.
+TEST_F(QueueTest, EveryPushAndEveryPopWakesUnderTheLock) {
+    std::vector<std::thread> others;
+    std::array<std::atomic<bool>, 2> through{};
+    std::latch over(1);
+    StoppedClock clock;
+    clock.onNotifyOne = [&] {
+        const std::size_t other = others.size();
+        m_number = 0;
+        others.push_back(Waiting([&, other] {
+            EXPECT_TRUE(m_queue.WaitAndPush(3, kNoWait));  // there is room: it waits for nothing but the lock
+            through[other] = true;
+            over.wait();  // it sleeps before its end in any case
+        }));
+        EXPECT_FALSE(through[other]);
+    };
+    EXPECT_TRUE(m_queue.WaitAndPush(2, kNoWait));
+    int item = -1;
+    EXPECT_TRUE(m_queue.WaitAndPop(item, kNoWait));
+    EXPECT_EQ(item, 2);
+    over.count_down();
+    for (std::thread& other : others) {
+        other.join();
+    }
+    EXPECT_EQ(others.size(), 2U);
+}
+
+TEST_F(QueueTest, APushWithRoomAsksForTheTimeOnceAndAPopOfWhatIsThereNever) {
+    const StoppedClock clock;
+    EXPECT_TRUE(m_queue.WaitAndPush(1, kForEver));
+    EXPECT_EQ(clock.Readings(), 1U) << "the moment that travels with the element";
+    int item = 77;
+    EXPECT_TRUE(m_queue.WaitAndPop(item, kForEver));
+    EXPECT_EQ(clock.Readings(), 1U);
 }
 
 TEST_F(QueueTest, ClearEmptiesAFullQueue) {

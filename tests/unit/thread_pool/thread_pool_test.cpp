@@ -15,6 +15,7 @@
 
 #include "support/failing_new.h"
 #include "support/http_test.h"
+#include "support/stopped_clock.h"
 #include "support/thread_state.h"
 
 namespace QuorTest {
@@ -188,6 +189,22 @@ TEST_F(ThreadPoolTest, AnIdleThreadIsWoken) {
         pool.Execute(MakeTask([&] { ran.count_down(); }));
         ran.wait();
     }
+}
+
+// With the lock it would hang here.
+TEST_F(ThreadPoolTest, ATasksArrivalWakesAThreadWithoutTheLock) {
+    ThreadPool pool(0);
+    StoppedClock clock;
+    bool nested = false;
+    unsigned kept = 0;
+    clock.onNotifyOne = [&] {
+        if (!nested) {
+            nested = true;
+            kept = Submit(pool, 1);
+        }
+    };
+    EXPECT_EQ(Submit(pool, 1), 1U);
+    EXPECT_EQ(kept, 1U);
 }
 
 TEST_F(ThreadPoolTest, TheWorkerEndsATaskThatNobodyElseHolds) {

@@ -176,6 +176,16 @@ TEST_F(CredentialTest, ThePasswordEndsAtItsTerminatorWhateverLengthWasReported) 
     EXPECT_STREQ(Header().value, "YWJj");
 }
 
+// Then the password ends where its buffer does, one byte before.
+TEST_F(CredentialTest, APasswordWithoutTerminatorIsReadToItsBuffersEndOnly) {
+    UseOpenedText(std::string(1024, 'a'));
+    Fake().plainTextHasEnd = false;
+    EXPECT_EQ(Pwd(std::string(1024, 's').c_str()), kFailed);
+    EXPECT_THAT(Logs(), ElementsAre(UE("<GenerateHeaderPwd> cp str auth pwd header fail")));
+    EXPECT_TRUE(Wiped(1024, std::string(1023, 'a')));
+    EXPECT_TRUE(Wiped(1365, "YWFh")) << "the code of 1023 bytes";
+}
+
 TEST_F(CredentialTest, PasswordNameCannotBeCopied) {
     Fake().FailCall(Fn::StrcpyS, 1);
     EXPECT_EQ(Pwd(), kFailed);

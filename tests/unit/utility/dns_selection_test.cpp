@@ -199,6 +199,23 @@ TEST_F(DnsSelectionTest, AnAddressQuery) {
                                     UI("dns get addr ok 2 ")));
 }
 
+TEST_F(DnsSelectionTest, EveryTypeButThatOfServicesAsksForAddresses) {
+    Network().addresses = {Ipv4("10.0.0.1")};
+    Network().services = {Service("t", 1, 1, "10.0.0.5")};
+    for (const unsigned type : {0U, 7U, 4294967295U}) {
+        Fake().ClearRecords();
+        EXPECT_EQ(Resolve(type), 0U) << type;
+        EXPECT_EQ(m_table[0].address.ipv4, Ipv4("10.0.0.1").ipv4) << type;
+        ASSERT_EQ(Network().dnsCalls.size(), 1U);
+        EXPECT_FALSE(Network().dnsCalls[0].service) << type;
+        EXPECT_EQ(Network().dnsCalls[0].addressKind, 2U) << type;
+    }
+    Fake().ClearRecords();
+    Network().addressResult = 11;
+    EXPECT_EQ(Resolve(7), 11U);
+    EXPECT_THAT(Logs(), ElementsAre(UE("dns fail, type:7, uiRet = 11")));
+}
+
 TEST_F(DnsSelectionTest, AServiceQueryIsSortedByPriorityThenByWeight) {
     Network().services = {Service("low", 20, 9, "10.0.0.3", 8443), Service("a", 10, 0, "10.0.0.1", 443),
                           Service("b", 10, 3, "10.0.0.2", 444)};
