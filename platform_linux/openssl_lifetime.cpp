@@ -1,8 +1,8 @@
 // openssl_lifetime.cpp - keeps OpenSSL whole until the process is gone.
 //
-// OpenSSL registers a clean-up with atexit that frees its locks and tables. A program that ends by returning from
-// main without calling Shutdown() still has link and HTTP threads then, and they use these locks. The process's
-// memory goes back to the system anyway, so nothing is lost by leaving the clean-up out.
+// OpenSSL registers a clean-up with atexit that frees its locks and tables. A program that ends by returning
+// from main without calling Shutdown() still has link and HTTP threads then, and they use these locks. The
+// process's memory goes back to the system anyway, so nothing is lost by leaving the clean-up out.
 #include <openssl/crypto.h>
 
 namespace {

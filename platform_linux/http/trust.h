@@ -25,7 +25,8 @@ struct Trust {
 using TrustPointer = std::shared_ptr<const Trust>;
 
 // The certificates at path as they are now. The same object as before unless the device, inode, time or size
-// of the path or of a certificate in a directory changed; costs one look at each of these files then. Null with *failure set: missing, empty or unreadable.
+// of the path or of a certificate in a directory changed; costs one look at each of these files then. Null
+// with *failure set: missing, empty or unreadable.
 TrustPointer LoadTrust(const std::string& path, Failure* failure);
 
 }  // namespace quor_platform::internal

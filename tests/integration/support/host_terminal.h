@@ -51,8 +51,8 @@ public:
     const TemporaryFolder& folder() const { return m_folder; }
 
     void Trust(const std::string& caFile);
-    // Returns after the notification that is running; until StartEvents no other comes, and the observers may be
-    // exchanged. What the link tells in between is lost.
+    // Returns after the notification that is running; until StartEvents no other comes, and the observers may
+    // be exchanged. What the link tells in between is lost.
     void StopEvents();
     void StartEvents();
     // Detaches the observer, for a test that brings its own; between StopEvents and StartEvents.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/adapter_test.h"
+#include "support/failing_new.h"
 
 namespace QuorTest {
 namespace {
@@ -153,6 +154,20 @@ TEST_P(AsyncRequestsTest, TheFirstHeadersNameAndTheTokenComeInTheirOrder) {
         }
     }
     EXPECT_EQ(steps, GetParam().tokenSteps);
+}
+
+TEST_P(AsyncRequestsTest, WithoutMemoryItIsRefusedAndNothingIsThrown) {
+    unsigned failures = 0;
+    for (bool hit = true; hit; failures += hit ? 1U : 0U) {
+        unsigned sent = 0;
+        {
+            const FailingNew failing(failures + 1);
+            EXPECT_NO_THROW(sent = Send());
+            hit = failing.Hit();
+        }
+        EXPECT_EQ(sent, hit ? kRefused : 0U) << failures;
+    }
+    EXPECT_EQ(failures > 0, GetParam().hasBody);  // the other one takes none of the program's
 }
 
 TEST_P(AsyncRequestsTest, TheCopyIsMadeBeforeOrAfterTheTokenIsAskedFor) {

@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "support/adapter_test.h"
+#include "support/failing_new.h"
 #include "support/thread_state.h"
 
 namespace QuorTest {
@@ -55,6 +56,19 @@ TEST_F(AdapterObserversTest, DetachRemovesTheFirstOfTwoDifferentObservers) {
     Tell();
     EXPECT_TRUE(observer->results.empty());
     EXPECT_EQ(other->results.size(), 1U);
+}
+
+TEST_F(AdapterObserversTest, WithoutMemoryItIsRefusedAndNothingIsThrown) {
+    bool refused = false;
+    for (int i = 0; i < 8 && !refused; ++i) {  // the list may have room for some
+        const FailingNew failing(1);
+        int result = 0;
+        EXPECT_NO_THROW(result = Http().Attach(observer));
+        refused = failing.Hit();
+        EXPECT_EQ(result, refused ? -1 : 0);
+    }
+    EXPECT_TRUE(refused);
+    EXPECT_EQ(Fake().LocksHeld(), 0U);
 }
 
 TEST_F(AdapterObserversTest, TheListIsChangedUnderTheLock) {
