@@ -1,5 +1,7 @@
 #include "platform_linux/http/trust.h"
 
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -64,6 +66,19 @@ void SetFailure(Failure* failure, int systemError, const std::string& text) {
     failure->text = text;
 }
 
+// OpenSSL takes a certificate's extensions apart at their first use. That is here, before threads share the
+// store.
+void Complete(X509_STORE& store) {
+    const STACK_OF(X509_OBJECT)* const objects = X509_STORE_get0_objects(&store);
+    for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
+        X509* const certificate = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));
+        if (certificate != nullptr) {
+            constexpr int kNoPurpose = -1;
+            X509_check_purpose(certificate, kNoPurpose, 0);
+        }
+    }
+}
+
 TrustPointer Read(const std::string& path, bool directory, unsigned long number, Failure* failure) {
     auto trust = std::make_shared<Trust>();
     trust->path = path;
@@ -75,7 +90,11 @@ TrustPointer Read(const std::string& path, bool directory, unsigned long number,
     }
     const bool read = directory ? TrustDirectory(trust->store.get(), path, failure)
                                 : TrustFile(trust->store.get(), path, failure);
-    return read ? trust : nullptr;
+    if (!read) {
+        return nullptr;
+    }
+    Complete(*trust->store);
+    return trust;
 }
 
 }  // namespace
