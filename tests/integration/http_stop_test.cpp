@@ -220,7 +220,7 @@ protected:
 
 // The workers run into the limit together, six times one after the other.
 TEST_P(HttpStopOfPhotos, IsBoundedByTheTimeLimitsOfWhatTheWorkersHave) {
-    constexpr std::chrono::milliseconds kLimit{300};
+    constexpr std::chrono::milliseconds kLimit{1000};
     const HostTimeLimits hostLimits;
     SetLimits(kLimit);
     {
