@@ -47,10 +47,11 @@ HostTerminal::HostTerminal(Delivery delivery)
     StartEvents();
 }
 
+// The events end first: frames may still flow, and ending the links writes their ids.
 HostTerminal::~HostTerminal() {
+    StopEvents();
     EndLinks();
     quor_platform::Shutdown();
-    quor_platform::SetLinkEventSink({});
     quor_platform::SetMessageReceiver(kCloseNoticeReceiver, {});
     ForgetSubscriptions();
     StopObserving();
