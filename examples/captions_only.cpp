@@ -9,6 +9,7 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "quor_ai/ai_kel_basic.h"
@@ -89,15 +90,20 @@ std::string ShowCaptions(TagQuorAiKelLoginInfo& login, const TagQuorAiSubscribeI
     AiKelBasic* const channel = AiKelBasic::GetInstance();
     channel->Attach(captions);
     channel->KelBasicGenerateSubscribeMap();
+    std::mutex gate;  // no event comes in while the link is made: making one ends with clearing its state
     quor_platform::SetLinkEventSink(
         [&](unsigned int event, unsigned int linkId, unsigned int type, void* data) {
+            const std::lock_guard<std::mutex> lock(gate);
             AiKelBasic::KelBasicDisposeMsg(event, linkId, type, data);
             if (event == QuorAiEngine::KelEventDisconnect) {
                 const quor_platform::Failure failure = quor_platform::LinkFailure(linkId);
                 Finish(end, failure.closeCode == kNormalClosure ? "" : failure.text);
             }
         });
-    if (channel->KelBasicCreateWebsocket(&login) != 0) {
+    gate.lock();
+    const bool created = channel->KelBasicCreateWebsocket(&login) == 0;
+    gate.unlock();
+    if (!created) {
         Finish(end, "no link: " + quor_platform::LastFailure().text);
     }
     std::string why = end.get_future().get();

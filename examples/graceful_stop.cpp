@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "quor_ai/ai_http_adapter.h"
@@ -83,8 +84,10 @@ int ShowCaptionsUntilStopped(TagQuorAiKelLoginInfo& login, const TagQuorAiSubscr
     const auto captions = std::make_shared<Captions>(wanted);
     channel->Attach(captions);
     channel->KelBasicGenerateSubscribeMap();
+    std::mutex gate;  // no event comes in while the link is made: making one ends with clearing its state
     quor_platform::SetLinkEventSink(
-        [](unsigned int event, unsigned int linkId, unsigned int type, void* data) {
+        [&gate](unsigned int event, unsigned int linkId, unsigned int type, void* data) {
+            const std::lock_guard<std::mutex> lock(gate);
             AiKelBasic::KelBasicDisposeMsg(event, linkId, type, data);
             if (event == QuorAiEngine::KelEventDisconnect) {
                 std::cerr << "graceful_stop: " << quor_platform::LinkFailure(linkId).text << std::endl;
@@ -92,7 +95,10 @@ int ShowCaptionsUntilStopped(TagQuorAiKelLoginInfo& login, const TagQuorAiSubscr
             }
         });
     int number = kLinkEnded;
-    if (adapter->CloudHttpInit() == 0 && channel->KelBasicCreateWebsocket(&login) == 0) {
+    gate.lock();
+    const bool started = adapter->CloudHttpInit() == 0 && channel->KelBasicCreateWebsocket(&login) == 0;
+    gate.unlock();
+    if (started) {
         sigwait(&signals, &number);
     } else {
         std::cerr << "graceful_stop: " << quor_platform::LastFailure().text << std::endl;

@@ -101,9 +101,8 @@ TEST_F(CredentialsTest, AManagerLinkNeedsNoCredentialsAndIsAnnouncedWithZero) {
     ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
     EXPECT_EQ(observer().Records<unsigned int>(AI_SUB_ID_WS_CONNECTED), std::vector<unsigned int>{0});
     EXPECT_EQ(terminal().linkEvents().All()[0].linkType, kKelLinkTypeManager);
-    const std::vector<quor_simulator::LinkInfo> links = server().Links();
-    ASSERT_EQ(links.size(), 1U);
-    EXPECT_TRUE(links[0].manager);
+    ASSERT_TRUE(server().WaitForLinkCount(1, kPatience));
+    EXPECT_TRUE(server().Links()[0].manager);
 }
 
 TEST_F(CredentialsTest, AServerWithoutManagementRefusesAManagerLink) {

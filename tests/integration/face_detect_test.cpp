@@ -149,6 +149,7 @@ TEST_F(FaceDetect, ALostServiceIsReplacedByTheNextRunOfTheTimer) {
     Answer(ServerPort::kSecond, 503);
     ASSERT_EQ(Configure({firstPort(), secondPort()}), 0);
     ASSERT_TRUE(WaitForValid(firstPort()));
+    EXPECT_TRUE(WaitForTrace("<FaceServerDetectRspNotify> detect error code : 0, 503."));
     EXPECT_TRUE(terminal().WaitForLog("<AiFaceDoServerDetect> not reach 30s", 2)) << "the timer repeats";
     EXPECT_EQ(Probes(), 2U) << "but no run is due";
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/face_terminal_test.h"
+#include "support/http_interpose.h"
 
 namespace quor_test {
 namespace {
@@ -224,6 +225,7 @@ std::string LargePicture(std::size_t number) {
 // Several queries at once, each for another photo, share one buffer: every notification is whole.
 TEST_F(FacePhotos, OfSeveralQueriesDoNotMix) {
     constexpr std::size_t kQueries = 8;
+    const HostTimeLimits hostLimits;  // the library's are short for handshakes among so many megabytes
     quor_simulator::Gallery gallery;
     gallery.reserve(kQueries);
     for (std::size_t i = 0; i < kQueries; ++i) {

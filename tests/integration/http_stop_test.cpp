@@ -24,6 +24,7 @@ using quor_simulator::RestFault;
 constexpr unsigned int kWorkers = 11;
 constexpr unsigned int kWaiting = 50;
 constexpr std::chrono::seconds kAtOnce{2};
+constexpr std::chrono::minutes kNoLimit{5};  // what is to be stopped ends by nothing else in a test's time
 constexpr unsigned int kCancelled = 3;
 constexpr unsigned int kNotFound = 101;
 constexpr unsigned int kTimedOut = 103;
@@ -41,6 +42,8 @@ enum class Hole {
 
 class HttpStop : public HttpTerminalTest, public ::testing::WithParamInterface<Hole> {
 protected:
+    HttpStop() { SetLimits(kNoLimit); }
+
     void DigHole(Hole hole) {
         if (hole == Hole::kAnswer) {
             RestFault fault;
@@ -54,6 +57,7 @@ protected:
         if (hole == Hole::kLookUp) {
             m_silent = std::make_unique<SilentSocket>(SilentSocket::Kind::kUdp);
             HttpTerminal::AskDnsServer(m_silent->Address());
+            SetLimits(kNoLimit);
             m_host = kUnansweredName;
             return;
         }
@@ -106,6 +110,7 @@ protected:
     std::size_t EndedQueries() { return terminal().LogCount(kQueryEnd); }
 
 private:
+    const HostTimeLimits m_hostLimits;
     std::unique_ptr<SilentSocket> m_silent;
     std::string m_host = kIpv4Host;
 };
@@ -126,7 +131,6 @@ std::string HoleName(const ::testing::TestParamInfo<Hole>& test) {
 
 // 61 queries one after the other, each of which runs into its limit; the library's own would be seconds.
 TEST_P(HttpStop, IsBoundedByTheTimeLimitsOfWhatTheWorkersHave) {
-    const HostTimeLimits hostLimits;
     ASSERT_NO_FATAL_FAILURE(DigHole(GetParam()));
     SetLimits(std::chrono::milliseconds(20));
     const TransportGate gate;
@@ -221,7 +225,6 @@ protected:
 // The workers run into the limit together, six times one after the other.
 TEST_P(HttpStopOfPhotos, IsBoundedByTheTimeLimitsOfWhatTheWorkersHave) {
     constexpr std::chrono::milliseconds kLimit{1000};
-    const HostTimeLimits hostLimits;
     SetLimits(kLimit);
     {
         const TransportGate gate;

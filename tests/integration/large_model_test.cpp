@@ -42,7 +42,12 @@ protected:
     }
 
     void OpenConferenceLink() { OpenWith({Request(AI_SUB_ID_LLM_RESULT_KEL, kConference, "", "", kUri)}); }
-    void OpenManagerLink() { ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port()))); }
+    // The server knows of a manager link a moment after the terminal does.
+    void OpenManagerLink() {
+        const std::size_t links = server().Links().size();
+        ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
+        ASSERT_TRUE(server().WaitForLinkCount(links + 1, kPatience));
+    }
 
     static bool IsFinalPieceOf(const std::string& answer, unsigned int number) {
         return answer.find("\"seqNum\":\"" + std::to_string(number) + "\"") != std::string::npos &&
@@ -137,7 +142,7 @@ TEST_F(LargeModelTest, ABodyOf2048BytesGoesOutWholeAndALongerOneNotAtAll) {
 }
 
 TEST_F(LargeModelTest, ARequestOnTheManagerLink) {
-    OpenManagerLink();
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     QuorAiModelParams params = Ask(0, 9, "hello");
     ASSERT_EQ(channel().ManagerSendLLMRequest(&params), 0U);
     ASSERT_TRUE(server().WaitForReceived("", 1, kPatience));
@@ -154,7 +159,7 @@ TEST_F(LargeModelTest, ARequestOnTheManagerLink) {
 }
 
 TEST_F(LargeModelTest, AStopRequestOnTheManagerLink) {
-    OpenManagerLink();
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     ASSERT_EQ(server().FreezeLinks(true), 1U);
     QuorAiModelParams ask = Ask(4, 1, "to be stopped");
     QuorAiModelParams stop = Ask(4 + kStopOffset, 1, "");
@@ -169,7 +174,7 @@ TEST_F(LargeModelTest, AStopRequestOnTheManagerLink) {
 }
 
 TEST_F(LargeModelTest, AnAnswerOnTheManagerLinkIsDeliveredWholeWhateverItIs) {
-    OpenManagerLink();
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     const quor_simulator::LinkId link = server().Links()[0].id;
     quor_simulator::RawOptions options;
     options.onlyLink = link;
@@ -188,7 +193,7 @@ TEST_F(LargeModelTest, AnAnswerOnTheManagerLinkIsDeliveredWholeWhateverItIs) {
 
 TEST_F(LargeModelTest, BothLinksSideBySide) {
     OpenConferenceLink();
-    OpenManagerLink();
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     QuorAiModelParams params = Ask(1, 51, "on the conference link");
     ASSERT_EQ(channel().KelSendLLMRequest(&params), 0U);
     params = Ask(1, 52, "on the manager link");
@@ -209,6 +214,8 @@ TEST_F(LargeModelTest, BothLinksSideBySide) {
 
 TEST_F(LargeModelTest, TheAnswerSubscriptionIsOneHoweverOftenItIsSent) {
     OpenConferenceLink();
+    // CONNECT and five SUBSCRIBE frames, an UNSUBSCRIBE before each but the first.
+    ASSERT_TRUE(Eventually([this] { return server().GetStatistics().framesIn == 10; }));
     EXPECT_THAT(SubscriptionSet(server()), ElementsAre(ChatTopic(kUri) + " "));
     Publish(ChatTopic(kUri), "{\"n\":1}");
     Publish(ChatTopic(kUri), "{\"n\":2}");

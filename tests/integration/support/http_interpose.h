@@ -10,7 +10,8 @@
 namespace quor_test {
 
 // While it lives, every request has the time limits of quor_platform::HttpSettings instead of the library's,
-// which are seconds: a test of a bounded end would take minutes.
+// which are seconds: a test of a bounded end would take minutes, and on a slow machine a test of many
+// requests at once would run into them.
 class HostTimeLimits {
 public:
     HostTimeLimits();

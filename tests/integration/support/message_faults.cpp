@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 namespace quor_test {
 
@@ -16,14 +17,20 @@ constexpr char kFrameLength[] = "<KelParseStompMessgae> DataLen = ";  // traced 
 
 void MessageFaultsTest::SetUp() {
     TerminalTest::SetUp();
-    OpenWith(
-        {Request(AI_SUB_ID_CHECKIN, kConference), Request(AI_SUB_ID_CAPTION, kConference, kToken, "zh-CN"),
-         Request(AI_SUB_ID_TRANSLATION, kConference, kToken, "en-US"),
-         Request(AI_SUB_ID_CONF_CTRL, kConference, kToken), Request(AI_SUB_ID_CONF_SITE, kConference, kToken),
-         Request(AI_SUB_ID_CAPTION_OVERLAY, kTerminal, kToken)});
-    // Which terminal this is: overlay messages are for one.
-    const TagQuorAiSubscribeInfo report = Request(AI_SUB_ID_ABILITY_REPORT, kConference, kToken, "", kUri);
-    ASSERT_EQ(channel().KelBasicExecuteSubscribeFunc(&report), 0U);
+    const std::vector<TagQuorAiSubscribeInfo> topics = {
+        Request(AI_SUB_ID_CHECKIN, kConference),
+        Request(AI_SUB_ID_CAPTION, kConference, kToken, "zh-CN"),
+        Request(AI_SUB_ID_TRANSLATION, kConference, kToken, "en-US"),
+        Request(AI_SUB_ID_CONF_CTRL, kConference, kToken),
+        Request(AI_SUB_ID_CONF_SITE, kConference, kToken),
+        Request(AI_SUB_ID_CAPTION_OVERLAY, kTerminal, kToken)};
+    // Which terminal this is: overlay messages are for one. It is told on the event thread, too, so that the
+    // server's answer comes after everything that belongs to the report.
+    std::vector<TagQuorAiSubscribeInfo> requests = topics;
+    requests.push_back(Request(AI_SUB_ID_ABILITY_REPORT, kConference, kToken, "", kUri));
+    terminal().SubscribeOnConnect(requests);
+    ASSERT_TRUE(terminal().Open(Login())) << quor_platform::LastFailure().text;
+    ASSERT_TRUE(server().WaitForSubscriptionCount(topics.size(), kPatience));
     ASSERT_TRUE(terminal().log().WaitFor(
         1, [](const LogLine& line) { return line.text == "<KelReportAbilityParseTextMessage>:result = 0"; }));
     quor_platform::SetLogListener([this](const quor_platform::LogRecord& record) {

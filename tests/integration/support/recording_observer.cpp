@@ -32,13 +32,11 @@ bool RecordingObserver::WaitFor(TagQuorAiSubId id, std::size_t count,
                                 std::chrono::milliseconds patience) const {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     MutexLock lock(m_mutex);
-    for (;;) {
+    for (bool inTime = true;; inTime = m_changed.WaitUntil(lock, deadline)) {
         const auto found = m_received.find(id);
-        if ((found == m_received.end() ? 0 : found->second.size()) >= count) {
-            return true;
-        }
-        if (!m_changed.WaitUntil(lock, deadline)) {
-            return false;
+        const bool enough = (found == m_received.end() ? 0 : found->second.size()) >= count;
+        if (enough || !inTime) {
+            return enough;
         }
     }
 }
