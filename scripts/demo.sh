@@ -192,7 +192,20 @@ isPlayed() {
 }
 waitFor 120 isPlayed || fail "the conference did not end in two minutes"
 
-# Everything is sent; what is still under way arrives before the terminal is asked to leave.
+# The link that the server dropped is back, and the report on it is answered, before the terminal is asked to leave.
+verdicts() { grep -c '<KelReportAbilityParseTextMessage>:result = 0' "$workDir/terminal.log" || true; }
+isRestored() {
+    terminalRuns || return 0
+    kill -USR1 "$terminalPid" 2>/dev/null || return 0
+    [[ -s $workDir/terminal.json ]] || return 1
+    statistics | flatten >"$workDir/server.flat"
+    flatten <"$workDir/terminal.json" >"$workDir/terminal.flat"
+    (($(valueOf "$workDir/terminal.flat" 'link|reconnects') >= $(valueOf "$workDir/server.flat" 'scenario|linkDrops') \
+        && $(verdicts) >= $(valueOf "$workDir/terminal.flat" 'link|connects')))
+}
+waitFor 30 isRestored || true
+
+# Everything is sent; what is still under way arrives before that, too.
 serverTotal() { statistics | sed -n 's/.*"delivered":\([0-9]*\),"destinations".*/\1/p'; }
 terminalTotal() {
     flatten <"$workDir/terminal.json" | awk -F '\t' '
@@ -365,8 +378,7 @@ check 'links dropped, links restored' "$(serverCount 'scenario|linkDrops')" "$(c
 # One report for each link, and as many verdicts of the server in the log. The answers asked for on the conference link
 # had a session, and with it a report, of their own.
 check 'capability reports' "$((links + 1))" "$(serverCount 'destinations|/terminal/parameter|received')"
-check 'their verdicts' "$links" \
-    "$(grep -c '<KelReportAbilityParseTextMessage>:result = 0' "$workDir/terminal.log" || true)"
+check 'their verdicts' "$links" "$(verdicts)"
 group 'messages, sent and shown'
 messages "check-ins" "$topic/checkinservice" "$(count 'checkins|messages')" 0
 messages "captions $spoken" "$topic/subtitle/$spoken" \

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -24,6 +26,16 @@ Message MessageTo(std::string_view name, unsigned char id = 0) {
     message[OS_MSG_ID_OFFSET] = id;
     std::memcpy(message.data() + OS_MSG_RECEIVER_OFFSET, name.data(), name.size());
     return message;
+}
+
+// Sends in a receiver until that is refused for this reason: what the test does meanwhile has begun. What was
+// taken until then must never arrive.
+void AwaitRefusal(std::string_view name, unsigned int reason) {
+    Message message = MessageTo(name);
+    while (OsMsgAsynSend(message.data()) != reason) {
+        std::this_thread::yield();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
 class Messages : public testing::Test {
@@ -141,7 +153,7 @@ TEST_F(Messages, RemovingAReceiverWaitsForARunningCallAndDropsTheRest) {
     SetMessageReceiver("a", [&](const unsigned char*) {
         calls.Add();
         entered.Open();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        AwaitRefusal("a", ESRCH);
         ended = true;
     });
     Message message = MessageTo("a");
@@ -184,8 +196,10 @@ TEST_F(Messages, ShutdownWaitsAndDeliveryStartsAgain) {
     std::atomic<bool> ended{false};
     Counter calls;
     SetMessageReceiver("a", [&](const unsigned char*) {
-        entered.Open();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (!ended) {
+            entered.Open();
+            AwaitRefusal("a", ECANCELED);
+        }
         ended = true;
         calls.Add();
     });

@@ -158,7 +158,7 @@ TEST_F(AnswerFaults, ALinkThatEndsTakesWhatIsHeldAlong) {
 }
 
 TEST_F(AnswerFaults, FaultsSurviveARestartAndHeldPiecesDoNot) {
-    Start();
+    Start(OnHeldPort());
     simulator().SetAnswerFault(AnswerKind::kCapability, Hold());
     {
         RawClient client;

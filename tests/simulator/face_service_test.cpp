@@ -339,7 +339,7 @@ TEST_F(SecondPort, ServesTheSameThings) {
 TEST_F(SecondPort, ComesBackAfterARestart) {
     Options options;
     options.moreAddresses = {"::1"};
-    StartWithSecondPort(options);
+    StartWithSecondPort(OnHeldPort(options));
     const std::uint16_t port = simulator().facePort();
     simulator().Stop();
     EXPECT_EQ(StatusOn(port), 0U);

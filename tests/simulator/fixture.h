@@ -12,6 +12,7 @@
 
 #include "quor_simulator/simulator.h"
 #include "raw_client.h"
+#include "tests/support/closed_port.h"
 
 namespace quor_test {
 
@@ -46,6 +47,11 @@ protected:
         m_simulator = std::make_unique<quor_simulator::Simulator>(std::move(options));
         m_simulator->Start();
     }
+    /* For tests that stop and start it: nobody else gets the port meanwhile. */
+    quor_simulator::Options OnHeldPort(quor_simulator::Options options = {}) const {
+        options.port = m_port.Port();
+        return options;
+    }
     quor_simulator::Simulator& simulator() { return *m_simulator; }
 
     bool Connect(RawClient& client, const std::string& connect = "CONNECT\naccept-version:1.2\nhost:x\n\n") {
@@ -61,6 +67,7 @@ protected:
     }
 
 private:
+    const QuorTest::ClosedPort m_port;
     std::unique_ptr<quor_simulator::Simulator> m_simulator;
 };
 

@@ -194,15 +194,15 @@ TEST_F(Http, HalfRequestsEndAfterTheHandshakeTime) {
     HttpsClient half;
     HttpsClient silent;
     ASSERT_TRUE(Connect(half));
-    ASSERT_TRUE(Connect(silent));
     ASSERT_TRUE(half.Send("GET / HTTP/1.1\r\n"));
+    ASSERT_TRUE(Connect(silent));
     EXPECT_EQ(half.WaitForEnd(), StreamEnd::kReset);
     EXPECT_EQ(silent.WaitForEnd(), StreamEnd::kReset);
 }
 
 TEST_F(Http, IdleConnectionsEndAfterTheirTime) {
     Options options;
-    options.keepAliveTimeout = Milliseconds(200);
+    options.keepAliveTimeout = Milliseconds(2000);
     StartWithPeople(1, options);
     HttpsClient link;
     ASSERT_TRUE(Connect(link));
@@ -285,7 +285,7 @@ TEST_F(Http, StopEndsConnectionsThatAreUsed) {
 TEST_F(Http, IPv4AndIPv6ShareThePort) {
     Options options;
     options.moreAddresses = {"::1", "127.0.0.2"};
-    StartWithPeople(1, options);
+    StartWithPeople(1, OnHeldPort(options));
     for (const char* address : {"127.0.0.1", "::1"}) {
         HttpsClient link;
         ASSERT_TRUE(link.Connect(simulator().port(), simulator().caFile(), address, address))

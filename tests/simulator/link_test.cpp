@@ -257,7 +257,7 @@ TEST_F(Link, TooManyConnectionsAreClosedAtOnce) {
 
 TEST_F(Link, SilenceBeforeConnectEndsTheLink) {
     Options settings;
-    settings.handshakeTimeout = Milliseconds(100);
+    settings.handshakeTimeout = Milliseconds(2000); /* TLS and the upgrade fit, however slow */
     Start(settings);
     RawClient client;
     ASSERT_TRUE(client.Connect(simulator().port(), simulator().caFile()).ok);

@@ -370,7 +370,7 @@ TEST_F(RestSide, OnlyTheNewestRequestsAreKept) {
 }
 
 TEST_F(RestSide, ContentsSurviveARestart) {
-    StartWithPeople(1);
+    StartWithPeople(1, OnHeldPort());
     const auto port = simulator().port();
     Ask(ReportText("c", OneReport("Person 1", "account-1")));
     simulator().Stop();

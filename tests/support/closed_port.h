@@ -1,4 +1,4 @@
-// closed_port.h - a port that refuses connections for as long as a test needs it.
+// closed_port.h - a port that is a test's own for as long as it needs it.
 #ifndef TESTS_SUPPORT_CLOSED_PORT_H
 #define TESTS_SUPPORT_CLOSED_PORT_H
 
@@ -7,33 +7,71 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <string>
 
 namespace QuorTest {
 
-// A port of the loopback interface that nobody listens on, held as long as this lives: a port that was given
-// back may be another program's by the time it is used.
+// A port of the loopback interface, IPv4 and IPv6, that nobody listens on, held as long as this lives: a port
+// that was given back may be another program's by the time it is used. A server that reuses addresses, as the
+// simulator does, may listen on it, and again after it was away; without one it refuses connections.
 class ClosedPort {
 public:
-    ClosedPort() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-        EXPECT_EQ(getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        m_port = ntohs(address.sin_port);
+    ClosedPort() {
+        constexpr int kTries = 20;  // what is free for IPv4 may be taken for IPv6
+        for (int tries = 0; tries < kTries && !Hold(); ++tries) {
+            Release();
+        }
+        EXPECT_NE(m_port, 0U) << "no free port";
     }
-    ~ClosedPort() { close(m_socket); }
+    ~ClosedPort() { Release(); }
     ClosedPort(const ClosedPort&) = delete;
     ClosedPort& operator=(const ClosedPort&) = delete;
 
-    unsigned int Port() const { return m_port; }
+    std::uint16_t Port() const { return m_port; }
     std::string Url() const { return "https://127.0.0.1:" + std::to_string(m_port) + "/"; }
 
 private:
-    int m_socket;
-    unsigned int m_port = 0;
+    template <typename Address>
+    static bool Bind(int holder, Address& address) {
+        const int on = 1;
+        socklen_t size = sizeof address;
+        auto* const plain = reinterpret_cast<sockaddr*>(&address);
+        return setsockopt(holder, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+               bind(holder, plain, size) == 0 && getsockname(holder, plain, &size) == 0;
+    }
+    bool Hold() {
+        sockaddr_in first = {};
+        first.sin_family = AF_INET;
+        first.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        m_holder = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (!Bind(m_holder, first)) {
+            return false;
+        }
+        sockaddr_in6 second = {};
+        second.sin6_family = AF_INET6;
+        second.sin6_addr = in6addr_loopback;
+        second.sin6_port = first.sin_port;
+        m_holder6 = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (!Bind(m_holder6, second) && errno == EADDRINUSE) {  // else this machine has no IPv6
+            return false;
+        }
+        m_port = ntohs(first.sin_port);
+        return true;
+    }
+    void Release() {
+        for (int* const holder : {&m_holder, &m_holder6}) {
+            if (*holder >= 0) {
+                close(*holder);
+            }
+            *holder = -1;
+        }
+    }
+
+    int m_holder = -1;
+    int m_holder6 = -1;
+    std::uint16_t m_port = 0;
 };
 
 }  // namespace QuorTest

@@ -250,8 +250,9 @@ TEST_F(AskProgramTest, RefusedCredentialsAndTokens) {
 }
 
 TEST_F(AskProgramTest, ServersThatAreNotThereOrNotTrusted) {
+    const QuorTest::ClosedPort port;
     SimulatorRun simulator;
-    ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator));
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator, {}, port.Port()));
     WriteWholeFile(directory.File("empty-ca"), "");
     StartTerminal(AskManager(simulator, {"Hello", "--ca-file", directory.File("empty-ca")}));
     EXPECT_EQ(terminal.Wait(), kExitFailure) << Errors();

@@ -60,8 +60,8 @@ TEST_F(HttpFailureProgramTest, AConferenceThatTheServerDoesNotKnow) {
 TEST_F(HttpFailureProgramTest, AServerThatIsNotThere) {
     SimulatorRun simulator;
     ASSERT_NO_FATAL_FAILURE(StartServer(simulator));
-    simulator.process.Signal(SIGTERM);
-    EXPECT_EQ(simulator.process.Wait(), 0);
+    const QuorTest::ClosedPort nobody;
+    simulator.port = nobody.Port();
     for (const Kind& kind : Kinds()) {
         ExpectFailure(simulator, kind, {}, kExitUnreachable, "connect", "Check host and port");
     }
@@ -212,12 +212,13 @@ TEST_F(HttpFailureProgramTest, CtrlCEndsANameLookUpAtOnce) {
 TEST_F(HttpFailureProgramTest, ANameLookUpEndsWithTheTimeOut) {
     SimulatorRun simulator;
     ASSERT_NO_FATAL_FAILURE(StartServer(simulator));
-    const SilentDnsPort dns;
     for (const Kind& kind : Kinds()) {
         SCOPED_TRACE(kind.name);
+        SilentDnsPort dns;
+        StartTerminal(Unanswered(simulator, kind, dns, {"--timeout", "1", "--json"}));
+        EXPECT_TRUE(dns.AskedFrom(1));
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(Run(Unanswered(simulator, kind, dns, {"--timeout", "1", "--json"})), kExitNoAnswer)
-            << Errors();
+        EXPECT_EQ(terminal.Wait(), kExitNoAnswer) << Errors();
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(6));
         EXPECT_TRUE(Contains(Errors(), "--timeout")) << Errors();
         ASSERT_EQ(Documents().size(), 1U) << Output();

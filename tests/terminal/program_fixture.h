@@ -16,6 +16,7 @@
 
 #include "exit_codes.h"
 #include "process.h"
+#include "tests/support/closed_port.h"
 
 namespace quor_terminal {
 
@@ -110,6 +111,26 @@ protected:
         const std::string text = line + "\n";
         ASSERT_EQ(write(simulator.commands, text.data(), text.size()), static_cast<ssize_t>(text.size()));
         ASSERT_TRUE(WaitUntil([&] { return SimulatorLines() > before; })) << line;
+    }
+
+    // The simulator's list of subscriptions, in the order in which they were made, without the link's number.
+    std::string Subscriptions(const SimulatorRun& simulator) {
+        const std::size_t before = ReadWholeFile(directory.File("simulator.out")).size();
+        Command(simulator, "subscriptions");
+        std::string answer;
+        EXPECT_TRUE(WaitUntil([&] {
+            answer = ReadWholeFile(directory.File("simulator.out")).substr(before);
+            return !answer.empty() && answer.back() == '\n';
+        }));
+        std::string topics;
+        std::istringstream words(answer);
+        for (std::string word; words >> word;) {
+            const std::size_t at = word.find("/topic/");
+            if (at != std::string::npos) {
+                topics += word.substr(at, word.find_first_of(",;)\"", at) - at) + "\n";
+            }
+        }
+        return topics;
     }
 
     void StartTerminal(const std::vector<std::string>& command) {

@@ -18,6 +18,7 @@ constexpr const char* kScenario = R"({
      "translations": {"zh-CN": "谢谢。"}}]})";
 
 constexpr std::size_t kScenarioResults = 7;
+constexpr std::ptrdiff_t kTopics = 3;  // check-ins, captions, a translation
 
 class CaptionsProgramTest : public ProgramTest {
 protected:
@@ -76,15 +77,16 @@ TEST_F(CaptionsProgramTest, CaptionsArriveAsTheScenarioSaysThem) {
 }
 
 TEST_F(CaptionsProgramTest, ComesBackWhenTheServerIsKilledAndStartedAgain) {
+    const QuorTest::ClosedPort port;
     SimulatorRun first;
-    ASSERT_NO_FATAL_FAILURE(StartSimulator(first));
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(first, {}, port.Port()));
     StartTerminal(Captions(first, {"--json"}));
     ASSERT_TRUE(WaitUntil([&] { return SawState("up"); })) << Errors();
     first.process.Signal(SIGKILL);
     EXPECT_EQ(first.process.Wait(), 128 + SIGKILL);
     ASSERT_TRUE(WaitUntil([&] { return SawState("lost"); }));
     SimulatorRun second;
-    ASSERT_NO_FATAL_FAILURE(StartSimulator(second, WithScenario(), first.port));
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(second, WithScenario(), port.Port()));
     ASSERT_TRUE(WaitUntil([&] { return CountResults() >= kScenarioResults; })) << Errors();
     EXPECT_TRUE(SawState("recovered"));
     terminal.Signal(SIGTERM);
@@ -120,6 +122,11 @@ TEST_F(CaptionsProgramTest, ManyDropsLeaveOneSubscriptionEach) {
         terminal.Signal(SIGUSR1);
         const std::string text = ReadWholeFile(directory.File("summary.json"));
         return !text.empty() && Json::parse(text)["link"]["reconnects"] == kDrops;
+    }));
+    // It has said so before the server knows of its subscriptions.
+    ASSERT_TRUE(WaitUntil([&] {
+        const std::string topics = Subscriptions(simulator);
+        return std::count(topics.begin(), topics.end(), '\n') == kTopics;
     }));
     ASSERT_NO_FATAL_FAILURE(Command(simulator, "play " + directory.File("scenario.json")));
     ASSERT_TRUE(WaitUntil([&] { return CountResults() >= kScenarioResults; })) << Errors();
@@ -195,8 +202,9 @@ TEST_F(CaptionsProgramTest, UnknownCertificateIsNotTrusted) {
 }
 
 TEST_F(CaptionsProgramTest, NobodyThereIsUnreachable) {
+    const QuorTest::ClosedPort port;
     SimulatorRun simulator;
-    ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator));
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(simulator, {}, port.Port()));
     simulator.process.Signal(SIGTERM);
     EXPECT_EQ(simulator.process.Wait(), 0);
     StartTerminal(Captions(simulator, {}));

@@ -46,26 +46,6 @@ protected:
         return command;
     }
 
-    // The simulator's list of subscriptions, in the order in which they were made, without the link's number.
-    std::string Subscriptions(const SimulatorRun& simulator) {
-        const std::size_t before = ReadWholeFile(directory.File("simulator.out")).size();
-        Command(simulator, "subscriptions");
-        std::string answer;
-        EXPECT_TRUE(WaitUntil([&] {
-            answer = ReadWholeFile(directory.File("simulator.out")).substr(before);
-            return !answer.empty() && answer.back() == '\n';
-        }));
-        std::string topics;
-        std::istringstream words(answer);
-        for (std::string word; words >> word;) {
-            const std::size_t at = word.find("/topic/");
-            if (at != std::string::npos) {
-                topics += word.substr(at, word.find_first_of(",;)\"", at) - at) + "\n";
-            }
-        }
-        return topics;
-    }
-
     void StopBoth(SimulatorRun& simulator) {
         terminal.Signal(SIGTERM);
         EXPECT_EQ(terminal.Wait(), kExitOk) << Errors();
@@ -154,16 +134,17 @@ TEST_F(WatchProgramTest, PlainLinesSayWhatChanged) {
 }
 
 TEST_F(WatchProgramTest, AfterARestartOfTheServerEverythingIsSubscribedAgainOnceInTheSameOrder) {
+    const QuorTest::ClosedPort port;
     SimulatorRun first;
-    ASSERT_NO_FATAL_FAILURE(StartSimulator(first));
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(first, {}, port.Port()));
     StartTerminal(Watch(first, {"--json"}));
     ASSERT_TRUE(WaitUntil([&] { return SawState("up"); })) << Errors();
-    EXPECT_EQ(Subscriptions(first), kTopics);
+    EXPECT_TRUE(WaitUntil([&] { return Subscriptions(first) == kTopics; })) << Subscriptions(first);
     first.process.Signal(SIGKILL);
     EXPECT_EQ(first.process.Wait(), 128 + SIGKILL);
     ASSERT_TRUE(WaitUntil([&] { return SawState("lost"); }));
     SimulatorRun second;
-    ASSERT_NO_FATAL_FAILURE(StartSimulator(second, WithScenario(), first.port));
+    ASSERT_NO_FATAL_FAILURE(StartSimulator(second, WithScenario(), port.Port()));
     ASSERT_TRUE(WaitUntil([&] { return CountResults() >= kResults; })) << Errors();
     EXPECT_TRUE(SawState("recovered"));
     EXPECT_EQ(Subscriptions(second), kTopics);

@@ -41,7 +41,7 @@ WallClockAhead::~WallClockAhead() {
 void FaceTerminalTest::SetUp() {
     HttpTerminalTest::SetUp();
     quor_simulator::Options options;
-    options.facePort = 0;
+    options.facePort = m_secondPort.Port();
     options.galleryDirectory = QUOR_GALLERY;
     StartServer(options);
     const std::string keyFile = (terminal().folder().Path() / "face.key").string();

@@ -69,6 +69,7 @@ protected:
     std::vector<std::vector<NotifiedPhoto>> Photos(unsigned int idType);
 
 private:
+    const QuorTest::ClosedPort m_secondPort;
     Records<std::string> m_traces;
 };
 

@@ -110,6 +110,7 @@ void HttpTerminalTest::TearDown() {
 
 void HttpTerminalTest::StartServer(quor_simulator::Options options) {
     options.stateDirectory = StateDirectory();
+    options.port = m_serverPort.Port();
     options.moreAddresses = {kIpv6Host};
     options.serverNames = {kAddressName, kServiceName, kIpv6Name};
     options.tokens = {kLoginToken, kOwnToken};

@@ -13,6 +13,7 @@
 #include "quor_simulator/simulator.h"
 #include "support/http_results.h"
 #include "support/http_terminal.h"
+#include "tests/support/closed_port.h"
 
 namespace quor_test {
 
@@ -69,7 +70,8 @@ protected:
     // Nothing that the library allocated may be left.
     void TearDown() override;
 
-    // Replaces the running server by one with these options. All tests of the process share one CA.
+    // Replaces the running server by one with these options. All tests of the process share one CA. The port
+    // is nobody else's while the server is away.
     void StartServer(quor_simulator::Options options = {});
 
     quor_simulator::Simulator& server() { return *m_server; }
@@ -111,6 +113,7 @@ private:
     Asked AskAccount(const std::string& host);
     Asked AskMatch(const std::string& host);
 
+    const QuorTest::ClosedPort m_serverPort;
     std::unique_ptr<quor_simulator::Simulator> m_server;
     std::unique_ptr<HttpTerminal> m_terminal;
     std::uint16_t m_port = 0;

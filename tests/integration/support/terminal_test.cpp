@@ -54,6 +54,7 @@ std::vector<std::string> SubscriptionSet(const quor_simulator::Simulator& server
 
 void TerminalTest::StartServer(quor_simulator::Options options) {
     options.stateDirectory = StateDirectory();
+    options.port = m_port.Port();
     options.userName = kUserName;
     options.password = kPassword;
     m_server.reset();

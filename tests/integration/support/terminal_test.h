@@ -12,6 +12,7 @@
 
 #include "quor_simulator/simulator.h"
 #include "support/host_terminal.h"
+#include "tests/support/closed_port.h"
 
 namespace quor_test {
 
@@ -35,7 +36,7 @@ protected:
     void TearDown() override;
 
     // Replaces the running server, if any, by one with these options; the folder for its CA is this process's
-    // own.
+    // own, and its port nobody else's while it is away.
     void StartServer(quor_simulator::Options options = {});
     // Makes the terminal anew.
     void StartTerminal(Delivery delivery = Delivery::kDirect);
@@ -59,6 +60,7 @@ protected:
     quor_platform::Failure WaitForLinkEnd();
 
 private:
+    const QuorTest::ClosedPort m_port;
     std::unique_ptr<quor_simulator::Simulator> m_server;
     std::unique_ptr<HostTerminal> m_terminal;
 };

@@ -147,9 +147,10 @@ TEST_F(DnsWithServer, ANameWithoutServicesIsAFailure) {
 
 TEST_F(DnsWithServer, AServerThatIsSilentGivesWayToTheNext) {
     const SilentDnsPort silent;
-    UseServers({silent.Server(), m_server.Server()});
+    constexpr int kAttemptMs = 1000;  // enough for the second one to answer
+    UseServers({silent.Server(), m_server.Server()}, kAttemptMs);
     EXPECT_THAT(AddressesOf("a.test").texts, UnorderedElementsAre("192.0.2.1"));
-    UseServers({SilentDnsPort().Server(), m_server.Server()});  // nobody listens there: refused
+    UseServers({SilentDnsPort().Server(), m_server.Server()}, kAttemptMs);  // nobody listens there: refused
     EXPECT_THAT(AddressesOf("a.test").texts, UnorderedElementsAre("192.0.2.1"));
 }
 

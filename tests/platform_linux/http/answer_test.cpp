@@ -120,7 +120,7 @@ TEST_F(HttpAnswers, APeerThatNeverShakesHandsTimesOut) {
 }
 
 TEST_F(HttpAnswers, APeerThatNeverAnswersTimesOut) {
-    LimitTo(60000, 2000);
+    LimitTo(60000, 5000);
     const HttpPeer peer(ServerTls(), [](HttpConnection& connection) { connection.WaitForEnd(); });
     ExpectFailure(peer.Url(), HTTP_ERRORCODE_TIMEOUT, Stage::kAnswer);
 }
@@ -133,7 +133,7 @@ TEST_F(HttpAnswers, APeerThatNeverAnswersOnAKeptConnectionTimesOut) {
         }
     });
     ASSERT_EQ(SendGet(peer.Url()).body, "first");
-    LimitTo(60000, 100);
+    LimitTo(60000, 1000);
     ExpectFailure(peer.Url(), HTTP_ERRORCODE_TIMEOUT, Stage::kAnswer);
     EXPECT_EQ(peer.Accepted(), 1);
 }
@@ -152,7 +152,7 @@ TEST_F(HttpAnswers, APeerThatTricklesTimesOut) {
         }
     });
     ASSERT_EQ(SendGet(peer.Url()).body, "first");
-    LimitTo(60000, 300);
+    LimitTo(60000, 1000);
     ExpectFailure(peer.Url(), HTTP_ERRORCODE_TIMEOUT, Stage::kAnswer);
     over.Open();
 }

@@ -101,7 +101,9 @@ TEST_F(HttpCertificates, OneThatNobodyTrustedSignedIsRefused) {
 }
 
 TEST_F(HttpCertificates, AChainNeedsItsIntermediate) {
-    const TestAuthority intermediate("Intermediate", Authority());
+    // Its file has another length than the one that it replaces, so that it is seen within the same tick of
+    // the file system's clock.
+    const TestAuthority intermediate("Intermediate authority", Authority());
     const auto context = intermediate.ServerContext({});
     {
         const HttpPeer peer(context, HttpPeer::Always(200, "x"));

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "link_fixture.h"
+#include "tests/support/closed_port.h"
 
 namespace quor_test {
 namespace {
@@ -245,7 +246,8 @@ TEST_F(LinkConnectTest, AServerThatClosesInsteadOfConnectingRefuses) {
 }
 
 TEST_F(LinkConnectTest, ASilentServerIsGivenUpAtEveryStage) {
-    WithLink([](auto& settings) { settings.handshakeTimeout = milliseconds(200); });
+    // For all stages together: those before the silent one must fit.
+    WithLink([](auto& settings) { settings.handshakeTimeout = milliseconds(2000); });
     const std::vector<std::pair<Stage, ScriptedPeer::Script>> stages = {
         {Stage::kTls, [](PeerSession& session) { session.StaySilent(); }},
         {Stage::kUpgrade,
@@ -268,12 +270,8 @@ TEST_F(LinkConnectTest, ASilentServerIsGivenUpAtEveryStage) {
 }
 
 TEST_F(LinkConnectTest, AnUnreachableServerIsRefused) {
-    unsigned int port = 0;
-    {
-        const ScriptedPeer gone(ServerTls(), Accepting());
-        port = gone.Port();
-    }
-    TagQuorOmNmsWebsocketInfo info = Info(port);
+    const QuorTest::ClosedPort closed;
+    TagQuorOmNmsWebsocketInfo info = Info(closed.Port());
     const Failure refused = MustRefuse(info);
     EXPECT_EQ(refused.stage, Stage::kConnect);
     EXPECT_EQ(refused.systemError, ECONNREFUSED);

@@ -241,10 +241,9 @@ TEST_F(LinkSessionTest, TheSendQueueIsBounded) {
     }
     EXPECT_NE(result, 0U);
     EXPECT_EQ(LastFailure().stage, Stage::kQueue);
-    auto subscribe =
-        Frame(linkId, QUOR_OM_NMS_WEBSOCKET_FRAME_SUBSCRIBE, {{"destination", std::string(250, 'a')}});
-    while (QuorOmNmsWebsocketSubscribe(&subscribe) == 0) {
-        subscribe.headers[0].headerVal[0] = static_cast<char>(subscribe.headers[0].headerVal[0] + 1);
+    auto subscribe = Frame(linkId, QUOR_OM_NMS_WEBSOCKET_FRAME_SUBSCRIBE, {{"destination", "/0"}});
+    for (unsigned int i = 1; QuorOmNmsWebsocketSubscribe(&subscribe) == 0; ++i) {
+        std::snprintf(subscribe.headers[0].headerVal, sizeof subscribe.headers[0].headerVal, "/%0250u", i);
     }
     EXPECT_EQ(LastFailure().stage, Stage::kQueue);
     EXPECT_EQ(QuorOmNmsWebsocketDestory(linkId), 0U);  // bounded though nothing can be written
@@ -255,7 +254,7 @@ TEST_F(LinkSessionTest, ASlowSinkStopsReadingAndLosesNothing) {
     constexpr std::size_t kLimit = 64U << 10U;
     quor_platform::LinkSettings settings = quor_platform::GetLinkSettings();
     settings.maxReceiveQueueBytes = kLimit;
-    settings.pingInterval = milliseconds(20);  // a link that waits for its sink is not dead
+    settings.pingInterval = milliseconds(1000);  // the peer answers none
     quor_platform::SetLinkSettings(settings);
     Signal firstArrived;
     Signal goOn;
@@ -297,7 +296,8 @@ TEST_F(LinkSessionTest, ASlowSinkStopsReadingAndLosesNothing) {
     } while (now != before);
     EXPECT_LT(now, 4 * kLimit);
     EXPECT_LT(written, kMessages);
-    EXPECT_EQ(quor_platform::LinkFailure(linkId).stage, Stage::kNone);
+    std::this_thread::sleep_for(2 * settings.pingInterval + milliseconds(500));
+    EXPECT_EQ(quor_platform::LinkFailure(linkId).stage, Stage::kNone) << "a link that waits is not dead";
     goOn.Set();
     ASSERT_TRUE(all.Wait());
     EXPECT_TRUE(inOrder);

@@ -88,6 +88,7 @@ TEST_F(ShutdownTest, WhatWorkersTookRunsAndTheRestIsDroppedOrLost) {
     gate.WaitForArrivals(kWorkers);
     for (unsigned i = 0; i < kWaiting + 1; ++i) {
         RequestPhotos();
+        WaitUntilTaken();
     }
     WaitForFrees<TagQuorAiFacePhotoParam>(1);
     EXPECT_EQ(Frees<TagQuorAiFacePhotoParam>(), 1U);
