@@ -32,7 +32,7 @@ StoppedClock::Duration StoppedClock::Read() {
     return m_now;
 }
 
-void StoppedClock::BeforeNotifyOne() {
+void StoppedClock::AfterNotifyOne() {
     ++m_notifications;
     if (onNotifyOne) {
         onNotifyOne();
@@ -86,17 +86,17 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mu
 }
 
 void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* self) {
-    if (StoppedClock* clock = StoppedClock::OfThisThread()) {
-        clock->BeforeNotifyOne();
-    }
     __real__ZNSt18condition_variable10notify_oneEv(self);
+    if (StoppedClock* clock = StoppedClock::OfThisThread()) {
+        clock->AfterNotifyOne();
+    }
 }
 
 void __wrap__ZNSt18condition_variable10notify_allEv(std::condition_variable* self) {
-    if (StoppedClock* clock = StoppedClock::OfThisThread()) {
-        clock->BeforeNotifyAll();
-    }
     __real__ZNSt18condition_variable10notify_allEv(self);
+    if (StoppedClock* clock = StoppedClock::OfThisThread()) {
+        clock->AfterNotifyAll();
+    }
 }
 
 }  // extern "C"

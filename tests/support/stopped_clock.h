@@ -29,7 +29,7 @@ public:
     // clock stays where it is.
     std::function<bool()> onWait;
 
-    // Runs before this thread wakes one waiter of a condition.
+    // Runs when this thread has just woken one waiter of a condition, before it goes on itself.
     std::function<void()> onNotifyOne;
 
     // What each wait asked for, in order.
@@ -46,8 +46,8 @@ public:
     Duration Read();
     // Returns what pthread_cond_timedwait returns.
     int Wait(pthread_mutex_t* mutex, Duration deadline);
-    void BeforeNotifyOne();
-    void BeforeNotifyAll() { ++m_notifications; }
+    void AfterNotifyOne();
+    void AfterNotifyAll() { ++m_notifications; }
 
 private:
     Duration m_now;  // since 1970-01-01
