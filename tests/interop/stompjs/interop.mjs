@@ -11,7 +11,7 @@ import {fileURLToPath} from 'node:url';
 
 const here = dirname(fileURLToPath(import.meta.url));
 const kMessages = 10000;
-const kHeartBeatMs = 200;
+const kHeartBeatMs = 1000;
 const kTopic = '/topic/conferences/interop/subtitle/en-US';
 const kPatienceMs = 120000;
 
