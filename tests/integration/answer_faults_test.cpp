@@ -124,7 +124,7 @@ protected:
         if (OnConferenceLink()) {
             OpenWith({Request(AI_SUB_ID_LLM_RESULT_KEL, kConference, "", "", kUri)});
         } else {
-            ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
+            ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
         }
         observer().Clear();
     }

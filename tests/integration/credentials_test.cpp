@@ -98,11 +98,12 @@ TEST_F(CredentialsTest, NobodyListening) {
 
 TEST_F(CredentialsTest, AManagerLinkNeedsNoCredentialsAndIsAnnouncedWithZero) {
     StartTerminal(Delivery::kSerialised);
-    ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     EXPECT_EQ(observer().Records<unsigned int>(AI_SUB_ID_WS_CONNECTED), std::vector<unsigned int>{0});
     EXPECT_EQ(terminal().linkEvents().All()[0].linkType, kKelLinkTypeManager);
-    ASSERT_TRUE(server().WaitForLinkCount(1, kPatience));
-    EXPECT_TRUE(server().Links()[0].manager);
+    const std::vector<quor_simulator::LinkInfo> links = server().Links();
+    ASSERT_EQ(links.size(), 1U);
+    EXPECT_TRUE(links[0].manager);
 }
 
 TEST_F(CredentialsTest, AServerWithoutManagementRefusesAManagerLink) {

@@ -124,7 +124,7 @@ TEST_F(FaultsScenarioTest, EveryFaultOfAVerdictSpoilsOne) {
 
 TEST_F(FaultsScenarioTest, EveryFaultOfAModelAnswerSpoilsOne) {
     OpenWith({Request(AI_SUB_ID_LLM_RESULT_KEL, kConference, "", "", kUri)});
-    ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     for (const AnswerKind kind : {AnswerKind::kModel, AnswerKind::kManagerModel}) {
         const bool manager = kind == AnswerKind::kManagerModel;
         const TagQuorAiSubId id = manager ? AI_SUB_ID_LLM_RESULT_MANAGER : AI_SUB_ID_LLM_RESULT_KEL;

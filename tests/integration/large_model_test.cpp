@@ -42,12 +42,6 @@ protected:
     }
 
     void OpenConferenceLink() { OpenWith({Request(AI_SUB_ID_LLM_RESULT_KEL, kConference, "", "", kUri)}); }
-    // The server knows of a manager link a moment after the terminal does.
-    void OpenManagerLink() {
-        const std::size_t links = server().Links().size();
-        ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
-        ASSERT_TRUE(server().WaitForLinkCount(links + 1, kPatience));
-    }
 
     static bool IsFinalPieceOf(const std::string& answer, unsigned int number) {
         return answer.find("\"seqNum\":\"" + std::to_string(number) + "\"") != std::string::npos &&

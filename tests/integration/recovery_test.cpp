@@ -181,8 +181,7 @@ TEST_F(RecoveryTest, ALinkThatIsDestroyedRaisesNoCloseNotice) {
 
 TEST_F(RecoveryTest, AManagerLinkThatIsLostRaisesNoCloseNotice) {
     StartTerminal(Delivery::kSerialised);
-    ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
-    ASSERT_TRUE(server().WaitForLinkCount(1, kPatience));
+    ASSERT_NO_FATAL_FAILURE(OpenManagerLink());
     ASSERT_EQ(server().DropLinks(), 1U);
     ASSERT_TRUE(terminal().linkEvents().WaitFor(2));
     ASSERT_TRUE(terminal().Open(Login()));

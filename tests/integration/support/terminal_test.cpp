@@ -88,6 +88,12 @@ void TerminalTest::OpenForCaptions() {
     OpenWith({Request(AI_SUB_ID_CAPTION, kConference, kToken, "zh-CN")});
 }
 
+void TerminalTest::OpenManagerLink() {
+    const std::size_t links = server().Links().size();
+    ASSERT_TRUE(terminal().Open(HostTerminal::ManagerLogin(server().port())));
+    ASSERT_TRUE(server().WaitForLinkCount(links + 1, kPatience));
+}
+
 void TerminalTest::Publish(const std::string& destination, const std::string& body,
                            const quor_simulator::PublishOptions& options) {
     ASSERT_EQ(server().Publish(destination, body, options), 1U) << destination;

@@ -53,6 +53,8 @@ protected:
     void OpenWith(const std::vector<TagQuorAiSubscribeInfo>& requests);
     // OpenWith for captions in zh-CN alone.
     void OpenForCaptions();
+    // Opens a manager link and waits until the server knows of it, which is a moment after the terminal does.
+    void OpenManagerLink();
     // Publishes and expects that exactly one subscription took it.
     void Publish(const std::string& destination, const std::string& body,
                  const quor_simulator::PublishOptions& options = {});
